@@ -1,0 +1,14 @@
+#ifndef QOB3XAPI_QOB3XAPI_H
+#define QOB3XAPI_QOB3XAPI_H
+#include <qob3xapi/frame.h>
+#include <qob3xapi/errors.h>
+#include <qob3xapi/lineio.h>
+#include <qob3xapi/util.h>
+#include <qob3xapi/address.h>
+#include <qob3xapi/header822.h>
+#include <qob3xapi/mimeparse.h>
+#include <qob3xapi/mimebody.h>
+#include <qob3xapi/rfc1522.h>
+#include <qob3xapi/dates.h>
+#include <qob3xapi/macfile.h>
+#endif

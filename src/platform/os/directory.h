@@ -1,0 +1,32 @@
+// Names in the file system: existence, size, copy, rename, remove, list. Paths are in library form.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/os/result.h"
+
+namespace qob::os {
+
+bool Exists(std::string_view path);
+// Readable by this process and not a directory.
+bool IsReadableFile(std::string_view path);
+bool IsDirectory(std::string_view path);
+// A directory in which this process may make and remove files.
+bool IsWritableDirectory(std::string_view path);
+Result<std::int64_t> SizeOf(std::string_view path);
+
+// Each gives 0 or the error.
+int RemoveFile(std::string_view path);
+// Atomic; with replace false an existing target is an error and stays. Across file systems the file is copied beside the
+// target first.
+int RenameFile(std::string_view from, std::string_view to, bool replace);
+// The copy appears under its name only when it is complete; mode of the source.
+int CopyFile(std::string_view from, std::string_view to, bool replace);
+int MakeDirectory(std::string_view path);
+
+// Names in `directory` that end in `suffix` (ASCII case ignored), directories included, "." and ".." not; in no order.
+Result<std::vector<std::string>> ListNames(std::string_view directory, std::string_view suffix);
+
+}  // namespace qob::os

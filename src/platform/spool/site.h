@@ -1,0 +1,22 @@
+// What one process knows about its place in the mail system: directories, client name, log file.
+// Start-up writes it; everybody else reads.
+#pragma once
+
+namespace qob::spool {
+
+struct Site {
+  char config_file[16] = "";   // "twmta.ini"
+  char client[32] = "";        // 31 characters of the name given to start-up
+  char queue_dir[260] = "";
+  char temp_dir[260] = "";
+  char install_dir[260] = "";
+  char log_file[32] = "";      // "twmta.log"
+  bool filled = false;         // directories were read
+};
+
+// The process's own record; never moves.
+Site& TheSite();
+// Reads configuration file name, directories and log file name from the profile file (not the client name).
+void FillSite(Site& site);
+
+}  // namespace qob::spool
