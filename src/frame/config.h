@@ -1,4 +1,5 @@
-// The settings everybody reads: client name, directories, and the keys of "twmta.ini", fresh on every read.
+// The settings everybody reads: client name, directories, and the keys of "twmta.ini", fresh on
+// every read.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,10 @@
 
 namespace qob {
 
+// The one configuration file; a bare name, so the profile layer looks for it in the configuration
+// directory.
+inline constexpr char kConfigFile[] = "twmta.ini";
+
 // The name every log line carries; "" before start-up.
 const char* ClientName();
 // "" when not set.
@@ -14,11 +19,34 @@ const char* QueueDir();
 const char* TempDir();
 const char* InstallDir();
 
-// The key's value from "twmta.ini" through the profile layer, cut to size - 1 bytes as a buffer of `size` cuts it.
-std::string ConfigText(const char* section, const char* key, const char* fallback, std::size_t size);
-// That value equals `expected`, ASCII case ignored.
-bool ConfigIs(const char* section, const char* key, const char* fallback, std::size_t size, std::string_view expected);
-// As QOBGetPrivateProfileInt.
+// How profile calls are served. Both modes go to the file; with any other value every profile call
+// gives 0 and touches nothing.
+inline constexpr std::int32_t kProfileIni = 0;
+inline constexpr std::int32_t kProfileConfigApi = 1;
+std::int32_t ProfileMode();
+void SetProfileMode(std::int32_t mode);
+
+// The profile layer. Never fails: without memory for the file the default is the value.
+std::uint32_t ProfileText(const char* section, const char* key, const char* fallback, char* buffer,
+                          std::uint32_t size, const char* file);
+std::int32_t ProfileInt(const char* section, const char* key, std::int32_t fallback,
+                        const char* file);
+
+// True on success; throws std::bad_alloc.
+bool WriteProfileText(const char* section, const char* key, const char* value, const char* file);
+
+// The leading decimal number of a text: white space, a sign, digits; held at the ends of 32 bits. 0
+// for other text.
+std::int32_t LeadingNumber(std::string_view text);
+
+// The key's value from "twmta.ini" through the profile layer, cut to size - 1 bytes as a buffer of
+// `size` cuts it. Throws std::bad_alloc.
+std::string ConfigText(const char* section, const char* key, const char* fallback,
+                       std::size_t size);
+// That value equals `expected`, ASCII case ignored. Does not throw; size at most 512.
+bool ConfigIs(const char* section, const char* key, const char* fallback, std::size_t size,
+              std::string_view expected);
+// As QOBGetPrivateProfileInt. Does not throw.
 std::int32_t ConfigInt(const char* section, const char* key, std::int32_t fallback);
 
 }  // namespace qob
