@@ -1,4 +1,5 @@
-// The library's own writer of files: by length, through a large buffer, every failure kept until Close.
+// The library's own writer of files: by length, through a large buffer, every failure kept until
+// Close.
 #pragma once
 #include <cstddef>
 #include <memory>
@@ -16,16 +17,19 @@ class FileWriter {
   FileWriter& operator=(const FileWriter&) = delete;
   ~FileWriter();  // closes; an unclosed writer's buffered bytes are lost
 
-  // As filecreate opens (created or truncated, shares reading, never through a link); false when that fails, without a
-  // message unless `log` is set ("open failed").
+  // As filecreate opens (created or truncated, shares reading, never through a link); false when
+  // that fails. With `log` failures are told with the texts of filecreate, putline and fileclose
+  // ("open failed", "putline: WriteFile failed.", "fileclose: WriteFile failed."). Throws
+  // std::bad_alloc.
   bool Create(const char* path, bool log = false);
-  // Writes to a handle that stays the caller's.
+  // Writes to a handle that stays the caller's, without a message. Throws std::bad_alloc.
   void Attach(os::Handle file);
 
   // False once anything failed; later writes do nothing.
   bool Write(std::string_view bytes);
   bool Put(char byte);
-  // Room of at least `size` bytes (at most kBufferSize) to fill in place, then told with Advance; null after a failure.
+  // Room of at least `size` bytes (at most kBufferSize) to fill in place, then told with Advance;
+  // null after a failure.
   char* Reserve(std::size_t size);
   void Advance(std::size_t count) { used_ += count; }
   bool Flush();
@@ -37,9 +41,14 @@ class FileWriter {
   static constexpr std::size_t kBufferSize = 64 * 1024;
 
  private:
+  void Start(os::Handle file, bool owned, bool log);
+  bool Release();
+  bool WriteOut(std::string_view bytes, const char* failure_text);
+
   os::Handle file_ = os::kNoHandle;
   bool owned_ = false;
   bool failed_ = false;
+  bool log_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = 0;
 };

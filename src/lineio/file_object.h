@@ -1,0 +1,54 @@
+// One open file behind either exported face: a 4096-byte block of read-ahead or write-behind, and
+// the calls that work on it. The record callers see comes first; the full 64-bit position stands
+// behind it.
+//
+// Reading and writing use the same fields with two meanings of `count` (valid bytes, free bytes),
+// so an object does one of them: the other's calls are refused.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+#include <qob3xapi/lineio.h>
+
+#include "platform/os/file.h"
+
+namespace qob {
+
+inline constexpr std::int32_t kIoBlock = 4096;
+inline constexpr std::size_t kLineLimit = 1024;
+inline constexpr std::uint32_t kReadAccess = 0x80000000U;
+inline constexpr std::uint32_t kWriteAccess = 0x40000000U;
+
+struct FileObject {
+  QOB_FILE face;
+  std::int64_t position;  // face.position shows its low 32 bits
+};
+static_assert(std::is_standard_layout_v<FileObject> && offsetof(FileObject, face) == 0);
+
+inline FileObject* ObjectOf(QOB_FILE* file) { return reinterpret_cast<FileObject*>(file); }
+
+// Null when memory is exhausted; the handle is then still the caller's.
+FileObject* NewFileObject(os::Handle file, std::uint32_t access, std::int32_t buffered,
+                          const char* path);
+// Frees the object, then closes its file; pending output is lost.
+void DiscardFileObject(FileObject* object);
+// Writes the pending output of a writer whose flag is exactly 1, then as DiscardFileObject.
+void CloseFileObject(FileObject* object);
+
+// What the exported calls of those names do with one object; results as theirs.
+std::int32_t ReadLine(FileObject& object, char** line);
+std::int32_t ReadByte(FileObject& object);
+void StepBack(FileObject& object);
+std::int32_t WriteText(FileObject& object, std::string_view text);
+std::int32_t WriteByte(FileObject& object, std::int32_t character);
+std::int32_t SeekTo(FileObject& object, std::int32_t position);
+std::int32_t PositionOf(const FileObject& object);
+
+// The pieces of ReadLine for the library's own use: by length, without a copy where the piece
+// stands whole in the block, and without losing the last piece of a file that ends with a full
+// block. Result as ReadLine; *text is good until the next call on the object.
+std::int32_t ReadPiece(FileObject& object, std::string_view* text);
+
+}  // namespace qob
