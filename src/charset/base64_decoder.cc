@@ -1,0 +1,112 @@
+// Base64 decoding: fast kernels over whole groups, one character at a time for everything
+// irregular.
+#include "charset/base64_decoder.h"
+
+#include <atomic>
+#include <cstdint>
+
+#include "charset/base64.h"
+#include "platform/os/ascii.h"
+
+namespace qob {
+namespace {
+
+constexpr std::uint32_t kInvalidGroup = 1u << 31;
+
+// A character's bits where they stand in the 24 bits of a group, for each of its four places.
+constexpr auto kPlaces = [] {
+  std::array<std::array<std::uint32_t, 256>, 4> places{};
+  for (unsigned place = 0; place < 4; ++place) {
+    for (unsigned byte = 0; byte < 256; ++byte) {
+      const std::uint8_t value = kBase64Values[byte];
+      places[place][byte] = value == kNotBase64
+                                ? kInvalidGroup
+                                : static_cast<std::uint32_t>(value) << (6 * (3 - place));
+    }
+  }
+  return places;
+}();
+
+std::atomic<Base64Kernel> g_kernel{nullptr};
+
+Base64Kernel Kernel() {
+  Base64Kernel kernel = g_kernel.load(std::memory_order_relaxed);
+  if (kernel == nullptr) {
+    kernel = FastestBase64Kernel();
+    g_kernel.store(kernel, std::memory_order_relaxed);
+  }
+  return kernel;
+}
+
+bool EndsData(unsigned char c) { return c == '=' || c == '-' || c == '\0'; }
+
+}  // namespace
+
+Base64Run DecodeGroupsPortable(std::string_view in, char* out) {
+  const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(in.data());
+  std::size_t at = 0;
+  char* to = out;
+  while (in.size() - at >= 4) {
+    const std::uint32_t group = kPlaces[0][bytes[at]] | kPlaces[1][bytes[at + 1]] |
+                                kPlaces[2][bytes[at + 2]] | kPlaces[3][bytes[at + 3]];
+    if ((group & kInvalidGroup) == 0) {
+      to[0] = static_cast<char>(group >> 16);
+      to[1] = static_cast<char>(group >> 8);
+      to[2] = static_cast<char>(group);
+      to += 3;
+      at += 4;
+    } else if (bytes[at] == '\r' && bytes[at + 1] == '\n') {
+      at += 2;
+    } else {
+      break;
+    }
+  }
+  return {at, static_cast<std::size_t>(to - out)};
+}
+
+Base64Kernel FastestBase64Kernel() {
+  if (const Base64Kernel kernel = Base64KernelAvx2()) return kernel;
+  if (const Base64Kernel kernel = Base64KernelSsse3()) return kernel;
+  return &DecodeGroupsPortable;
+}
+
+void UseBase64Kernel(Base64Kernel kernel) { g_kernel.store(kernel, std::memory_order_relaxed); }
+
+Base64Decoder::Status Base64Decoder::Feed(std::string_view in, char* out, std::size_t* written) {
+  const Base64Kernel kernel = Kernel();
+  char* to = out;
+  std::size_t at = 0;
+  while (status_ == Status::kMore && at < in.size()) {
+    if (position_ == 0) {
+      const Base64Run run = kernel(in.substr(at), to);
+      to += run.written;
+      at += run.read;
+      if (at == in.size()) break;
+    }
+    const unsigned char c = static_cast<unsigned char>(in[at++]);
+    const std::uint8_t value = kBase64Values[c];
+    if (value == kNotBase64) {
+      if (ascii::IsSpace(c)) continue;
+      status_ = EndsData(c) ? Status::kEnd : Status::kInvalid;
+      break;
+    }
+    switch (position_) {
+      case 0:
+        break;
+      case 1:
+        *to++ = static_cast<char>(previous_ << 2 | value >> 4);
+        break;
+      case 2:
+        *to++ = static_cast<char>(previous_ << 4 | value >> 2);
+        break;
+      default:
+        *to++ = static_cast<char>(previous_ << 6 | value);
+    }
+    previous_ = value;
+    position_ = (position_ + 1) % 4;
+  }
+  *written += static_cast<std::size_t>(to - out);
+  return status_;
+}
+
+}  // namespace qob
