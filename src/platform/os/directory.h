@@ -24,7 +24,13 @@ int RemoveFile(std::string_view path);
 int RenameFile(std::string_view from, std::string_view to, bool replace);
 // The copy appears under its name only when it is complete; mode of the source.
 int CopyFile(std::string_view from, std::string_view to, bool replace);
+// `to` gets the permissions of `from`.
+int CopyMode(std::string_view from, std::string_view to);
 int MakeDirectory(std::string_view path);
+// Made by this call, empty; kExists when anything stands there.
+int MakeEmptyFile(std::string_view path);
+// The same with those bytes in it: nobody ever sees the file without them.
+int MakeFileWith(std::string_view path, std::string_view bytes);
 
 // Names in `directory` that end in `suffix` (ASCII case ignored), directories included, "." and ".." not; in no order.
 Result<std::vector<std::string>> ListNames(std::string_view directory, std::string_view suffix);

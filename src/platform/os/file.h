@@ -6,7 +6,7 @@
 //   read, shares read and write  read lock   -
 //   read, shares read            read lock   read lock
 //   write, shares read           read lock   write lock
-//   read+write, shares nothing   write lock  -
+//   any write, shares nothing    write lock  -
 //
 // so writers exclude each other, a reader that shares reading only excludes and is excluded by a writer, and an opener that
 // shares nothing excludes everybody, also inside one process. A refused open fails with kSharingViolation and changes
@@ -42,7 +42,8 @@ struct OpenMode {
   int wait_ms = 0;  // how long a sharing refusal is waited for: 0 not at all, kWaitForever
 };
 
-// path in library form. Directories are refused; special files get no share locks. New files have mode 0600.
+// path in library form. Directories are refused; special files get no share locks. New files have mode 0600 and are never
+// made through a symbolic link. Combinations that the table above does not show fail with EINVAL.
 Result<Handle> OpenFile(std::string_view path, const OpenMode& mode);
 // 0 or the error.
 int CloseFile(Handle file);
@@ -50,6 +51,9 @@ int CloseFile(Handle file);
 Result<std::size_t> ReadFile(Handle file, void* to, std::size_t size);
 // Writes all; a short write is tried once more for the rest and is then reported by its count.
 Result<std::size_t> WriteFile(Handle file, const void* from, std::size_t size);
+// The same at an offset of the file; its position stays.
+Result<std::size_t> ReadFileAt(Handle file, void* to, std::size_t size, std::int64_t offset);
+Result<std::size_t> WriteFileAt(Handle file, const void* from, std::size_t size, std::int64_t offset);
 // True when all of `size` bytes were written.
 bool WriteAll(Handle file, const void* from, std::size_t size);
 

@@ -25,6 +25,11 @@ struct LocalText {
   bool daylight = false;
 };
 LocalText LocalTimeText(std::int64_t seconds);
+// "2026-11-21T18:54:03.120+01:00": the present moment as log lines show it.
+struct LogTime {
+  char text[128] = "";
+};
+LogTime LogTimeNow();
 
 std::uint32_t ThreadId();
 std::uint32_t ProcessId();

@@ -5,10 +5,13 @@
 // size, modification and change time are the same and the file had been still for two seconds when it was parsed.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace qob::os {
+
+class ProfileText;
 
 // Where that file name leads, in native form.
 std::string ProfilePath(std::string_view file);
@@ -17,6 +20,19 @@ std::string ProfilePath(std::string_view file);
 // section null: the sections, as a double-NUL list (cut: size - 2). fallback null = "". size 0: 0, buffer untouched.
 std::uint32_t ReadProfile(const char* section, const char* key, const char* fallback, char* buffer, std::uint32_t size,
                           const char* file);
+// Several values of one file under a single check whether it changed. Never throws; safe between threads.
+class ProfileReader {
+ public:
+  explicit ProfileReader(const char* file);
+  ~ProfileReader();
+  ProfileReader(const ProfileReader&) = delete;
+  ProfileReader& operator=(const ProfileReader&) = delete;
+  // As ReadProfile.
+  std::uint32_t Read(const char* section, const char* key, const char* fallback, char* buffer, std::uint32_t size) const;
+
+ private:
+  std::shared_ptr<const ProfileText> text_;  // null: no such file
+};
 // As ReadProfile for two keys that differ in case only: the entry spelled exactly like `key` wins; an entry in another
 // case counts only when it is not spelled exactly like `other`.
 std::uint32_t ReadProfileExact(const char* section, const char* key, const char* other, const char* fallback, char* buffer,
