@@ -61,7 +61,7 @@ void Encoder::EncodePacked() {
   WriteCharacters({text_.data(), static_cast<std::size_t>(to - text_.data())});
 }
 
-// A line is ended as soon as it is full, so the closing colon may stand on a line of its own.
+// A line is ended as soon as it is full.
 void Encoder::WriteCharacters(std::string_view text) {
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, kLineLength - column_);
