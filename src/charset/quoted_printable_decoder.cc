@@ -5,7 +5,6 @@
 #include <atomic>
 
 #include "charset/hex.h"
-#include "charset/quoted_printable_kernel.h"
 
 namespace qob {
 namespace {
@@ -19,6 +18,20 @@ QuotedPrintableKernel Kernel() {
     g_kernel.store(kernel, std::memory_order_relaxed);
   }
   return kernel;
+}
+
+// At a "=" with two more bytes behind it: an escape of two digits is decoded, a soft line break
+// dropped. False at anything else, with nothing moved.
+bool CopyEscape(const char** from, char** to) {
+  const unsigned high = HexValue((*from)[1]);
+  const unsigned low = HexValue((*from)[2]);
+  if ((high | low) < 16) {
+    *(*to)++ = static_cast<char>(high << 4 | low);
+  } else if ((*from)[1] != '\r' || (*from)[2] != '\n') {
+    return false;
+  }
+  *from += 3;
+  return true;
 }
 
 unsigned Nibble(unsigned char digit) {
