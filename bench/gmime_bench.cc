@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,9 +39,12 @@ void ExtractLeaf(GMimeObject* part, const std::string& directory) {
   static std::size_t counter = 0;
   const std::string path = directory + "/PEER" + std::to_string(counter++);
   GMimeDataWrapper* content = g_mime_part_get_content(reinterpret_cast<GMimePart*>(part));
-  GMimeStream* out =
-      g_mime_stream_fs_open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600, nullptr);
-  if (out == nullptr) throw std::runtime_error("cannot create " + path);
+  std::FILE* file = std::fopen(path.c_str(), "wbx");
+  if (file == nullptr) throw std::runtime_error("cannot create " + path);
+  // A stdio stream with a large buffer was faster here than GMimeStreamFs, which writes every 4096
+  // bytes.
+  std::setvbuf(file, nullptr, _IOFBF, kFilterBlock);
+  GMimeStream* out = g_mime_stream_file_new(file);
   if (content != nullptr && g_mime_data_wrapper_write_to_stream(content, out) < 0) {
     throw std::runtime_error("cannot write " + path);
   }

@@ -69,6 +69,14 @@ std::string AddrSpec(Random* random) {
   }
 }
 
+// An encoded word: six in ten ISO-8859-1, two UTF-8, one each ISO-2022-JP and KOI8-R.
+std::string OneWord(Random* random, std::size_t kind) {
+  if (kind < 6) return EncodedWord("ISO-8859-1", ToLatin1(Pick(random, kLatinWords)), false);
+  if (kind < 8) return EncodedWord("UTF-8", Pick(random, kForeignWords), random->Percent(50));
+  if (kind == 8) return EncodedWord("ISO-2022-JP", Pick(random, kJapaneseWords), true);
+  return EncodedWord("KOI8-R", Pick(random, kRussianWords), random->Percent(70));
+}
+
 std::string Address(Random* random) {
   const std::string name = Pick(random, kNames) + " " + Pick(random, kSurnames);
   switch (random->Below(6)) {
@@ -80,8 +88,7 @@ std::string Address(Random* random) {
     case 2:
       return AddrSpec(random) + " (" + name + ")";
     case 3:
-      return EncodedWord("UTF-8", Pick(random, kForeignWords) + " " + name, random->Percent(50)) +
-             " <" + AddrSpec(random) + ">";
+      return OneWord(random, random->Below(10)) + " <" + AddrSpec(random) + ">";
     case 4:
       return "\"" + name + " \\(" + Pick(random, kWords) + "\\)\" <" + AddrSpec(random) + ">";
     default:
@@ -191,18 +198,7 @@ std::string EncodedText(Random* random) {
   std::string out = CommonWord(random);
   std::size_t column = 9 + out.size();
   for (std::size_t words = random->LogBetween(4, 40); words > 0; --words) {
-    std::string word = CommonWord(random);
-    if (random->Percent(40)) {
-      if (kind < 6) {
-        word = EncodedWord("ISO-8859-1", ToLatin1(Pick(random, kLatinWords)), false);
-      } else if (kind < 8) {
-        word = EncodedWord("UTF-8", Pick(random, kForeignWords), random->Percent(50));
-      } else if (kind == 8) {
-        word = EncodedWord("ISO-2022-JP", Pick(random, kJapaneseWords), true);
-      } else {
-        word = EncodedWord("KOI8-R", Pick(random, kRussianWords), random->Percent(70));
-      }
-    }
+    const std::string word = random->Percent(40) ? OneWord(random, kind) : CommonWord(random);
     const bool fold = column + word.size() > 75;
     out += (fold ? "\r\n " : " ") + word;
     column = (fold ? 1 : column + 1) + word.size();

@@ -1,0 +1,107 @@
+// Our side of the comparison where the public interface has no such call: decoders in memory, and
+// encoded words with the configuration handed in. Linked with the static core.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "charset/base64_decoder.h"
+#include "charset/header_encoder.h"
+#include "charset/quoted_printable_decoder.h"
+#include "charset/word_decoder.h"
+#include "workload.h"
+#include "workload_codec.h"
+
+namespace {
+
+using bench::DataDirectory;
+
+// The block in which text is handed to the decoders, the same as on the peer's side.
+constexpr std::size_t kBlock = 65536;
+
+template <typename Decoder, typename Feed>
+void DecodeInMemory(benchmark::State& state, const char* file, Feed feed) {
+  const std::string text = bench::ReadWhole(DataDirectory() / file);
+  std::vector<char> out(Decoder::Room(kBlock));
+  for (auto _ : state) {
+    Decoder decoder;
+    for (std::size_t at = 0; at < text.size(); at += kBlock) {
+      feed(&decoder, std::string_view(text).substr(at, kBlock), out.data());
+      benchmark::DoNotOptimize(out.data());
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+}
+
+void Base64(benchmark::State& state) {
+  DecodeInMemory<qob::Base64Decoder>(
+      state, "base64.txt", [](qob::Base64Decoder* decoder, std::string_view in, char* out) {
+        std::size_t written = 0;
+        decoder->Feed(in, out, &written);
+      });
+}
+
+void QuotedPrintable(benchmark::State& state) {
+  DecodeInMemory<qob::QuotedPrintableDecoder>(
+      state, "qp.txt", [](qob::QuotedPrintableDecoder* decoder, std::string_view in, char* out) {
+        decoder->Feed(in, out);
+      });
+}
+
+template <typename Convert>
+void ConvertWords(benchmark::State& state, const std::vector<std::string>& texts, Convert convert) {
+  for (auto _ : state) {
+    for (const std::string& text : texts) {
+      const std::string result = convert(text);
+      benchmark::DoNotOptimize(result.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(texts.size()));
+}
+
+void WordsDecode(benchmark::State& state) {
+  const qob::DecodingSettings settings{"ISO-8859-1", true};
+  ConvertWords(state, bench::ReadTexts(DataDirectory() / "words-encoded.txt"),
+               [&](const std::string& text) { return qob::DecodeWords(text, settings); });
+}
+
+std::vector<std::string> LatinTexts() {
+  std::vector<std::string> texts = bench::ReadTexts(DataDirectory() / "words-8bit.txt");
+  for (std::string& text : texts) text = bench::ToLatin1(text);
+  return texts;
+}
+
+qob::EncodingSettings LatinSettings() {
+  qob::EncodingSettings settings;
+  settings.charset = "ISO-8859-1";
+  return settings;
+}
+
+// Free text, as the peer's call takes it.
+void WordsEncode(benchmark::State& state) {
+  const qob::EncodingSettings settings = LatinSettings();
+  ConvertWords(state, LatinTexts(),
+               [&](const std::string& text) { return qob::EncodeHeaderText(text, settings); });
+}
+
+// The same after asking whether the value is one address, as the exported call does.
+void WordsEncodeValue(benchmark::State& state) {
+  const qob::EncodingSettings settings = LatinSettings();
+  ConvertWords(state, LatinTexts(),
+               [&](const std::string& text) { return qob::EncodeHeaderValue(text, settings); });
+}
+
+BENCHMARK(Base64)->Name("base64")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(QuotedPrintable)->Name("quoted_printable")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(WordsDecode)->Name("words_decode")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(WordsEncode)->Name("words_encode")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(WordsEncodeValue)
+    ->Name("words_encode_value")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
