@@ -128,8 +128,8 @@ std::uint32_t ReadList(const ProfileText& text, const char* section, const char*
                        char* buffer, std::uint32_t size) {
   try {
     if (section == nullptr) return CopyList(text.Sections(), buffer, size);
-    std::vector<std::string_view> keys;
-    if (text.Keys(section, &keys)) return CopyList(keys, buffer, size);
+    const std::vector<std::string_view> keys = text.Keys(section);
+    if (!keys.empty()) return CopyList(keys, buffer, size);
   } catch (const std::bad_alloc&) {
   }
   return CopyFallback(fallback, buffer, size);

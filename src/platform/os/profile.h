@@ -17,7 +17,8 @@ class ProfileText;
 std::string ProfilePath(std::string_view file);
 
 // Characters copied, NUL not counted; a text that does not fit is cut to size - 1. key null: the keys of the section,
-// section null: the sections, as a double-NUL list (cut: size - 2). fallback null = "". size 0: 0, buffer untouched.
+// section null: the sections, as a double-NUL list (cut: size - 2). A section without keys gives the fall-back, as a missing
+// one does. fallback null = "". size 0: 0, buffer untouched.
 std::uint32_t ReadProfile(const char* section, const char* key, const char* fallback, char* buffer, std::uint32_t size,
                           const char* file);
 // Several values of one file under a single check whether it changed. Never throws; safe between threads.

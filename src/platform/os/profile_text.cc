@@ -143,17 +143,20 @@ bool ProfileText::FindExact(std::string_view section, std::string_view key, std:
 
 std::vector<std::string_view> ProfileText::Sections() const {
   std::vector<std::string_view> names;
-  for (const Section& section : sections_) names.push_back(View(section.name));
+  for (const Section& section : sections_) {
+    if (section.name.size > 0) names.push_back(View(section.name));
+  }
   return names;
 }
 
-bool ProfileText::Keys(std::string_view section, std::vector<std::string_view>* keys) const {
+std::vector<std::string_view> ProfileText::Keys(std::string_view section) const {
+  std::vector<std::string_view> keys;
   const std::uint32_t found = FindSection(ascii::Trim(section));
-  if (found == kNone) return false;
+  if (found == kNone) return keys;
   for (std::uint32_t e = sections_[found].first_entry; e < sections_[found].end_entry; ++e) {
-    keys->push_back(View(entries_[e].key));
+    if (entries_[e].key.size > 0) keys.push_back(View(entries_[e].key));
   }
-  return true;
+  return keys;
 }
 
 }  // namespace qob::os

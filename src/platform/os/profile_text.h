@@ -29,10 +29,10 @@ class ProfileText {
   // exactly like `other`.
   bool FindExact(std::string_view section, std::string_view key, std::string_view other,
                  std::string_view* value) const;
-  // All section names, in order, repeated ones too.
+  // All section names, in order, repeated ones too; empty names are left out.
   std::vector<std::string_view> Sections() const;
-  // The keys of the (first) section of that name, in order. False when there is no such section.
-  bool Keys(std::string_view section, std::vector<std::string_view>* keys) const;
+  // The keys of the (first) section of that name, in the same way.
+  std::vector<std::string_view> Keys(std::string_view section) const;
 
  private:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
