@@ -21,6 +21,7 @@
 #include "lineio/open_file.h"
 #include "mime/part_pool.h"
 #include "platform/os/ascii.h"
+#include "platform/os/directory.h"
 #include "util/temp_file.h"
 #include "util/uudecode.h"
 
@@ -30,20 +31,45 @@ namespace {
 constexpr char kBodyPrefix[] = "MIME";
 constexpr char kOwnTextPrefix[] = "mime";
 
-// A new temporary file under construction.
-struct Output {
+// A new temporary file under construction, gone again unless it is handed out. It is made as a new
+// file: a file that took the name since the name was found free stays untouched, and another name
+// is tried.
+class Output {
+ public:
   // False when it cannot be made.
   bool Create(const char* prefix) {
-    std::string path = TempName(prefix);
-    if (path.empty() || !writer.Create(path.c_str())) return false;
-    file.emplace(std::move(path));
-    return true;
+    for (int tried = 0; tried < kNamesTried; ++tried) {
+      std::string path = TempName(prefix);
+      if (path.empty()) return false;
+      const os::Result<os::Handle> made =
+          os::OpenFile(path, {os::Access::kWrite, os::Share::kRead, os::Create::kNew});
+      if (made) {
+        name_.emplace(std::move(path));
+        file_ = os::FileHandle(made.value);
+        writer_.Attach(made.value);
+        return true;
+      }
+      if (made.error == os::kExists) continue;
+      os::RemoveFile(path);  // it may stand although it could not be opened as wanted
+      return false;
+    }
+    return false;
   }
-  // The name for the caller once everything stands on disk; null, and no file, otherwise.
-  char* HandOut() { return writer.Close() ? file->HandOut() : nullptr; }
+  FileWriter& writer() { return writer_; }
+  // True when everything stands on disk.
+  bool Close() {
+    const bool written = writer_.Close();
+    return os::CloseFile(file_.Release()) == 0 && written;
+  }
+  // The name for the caller; null, and no file, without memory for it.
+  char* HandOut() { return name_->HandOut(); }
 
-  std::optional<TempFile> file;
-  FileWriter writer;  // closed before the file is removed
+ private:
+  static constexpr int kNamesTried = 10;
+
+  std::optional<TempFile> name_;
+  os::FileHandle file_;  // closed before the file is removed
+  FileWriter writer_;
 };
 
 enum class Decoder { kNone, kBase64, kQuotedPrintable, kUuencode, kBinHex };
@@ -88,9 +114,9 @@ Decoded DecodeTransfer(const MimeBodyPart& part, Decoder decoder, os::Handle sou
   const std::int64_t size = std::int64_t{part.contentEnd} - part.bodyStart;
   if (!os::SeekFile(source, part.bodyStart, os::From::kStart)) return kUndecodable;
   const int result = decoder == Decoder::kBase64
-                         ? DecodeBase64Body(source, size, &output.writer)
-                         : DecodeQuotedPrintableBody(source, size, &output.writer);
-  if (result != 1 || !output.writer.Close()) return kUndecodable;
+                         ? DecodeBase64Body(source, size, &output.writer())
+                         : DecodeQuotedPrintableBody(source, size, &output.writer());
+  if (result != 1 || !output.Close()) return kUndecodable;
   return {output.HandOut(), false};
 }
 
@@ -102,8 +128,8 @@ Decoded DecodeUuencode(MimeBodyPart* part) {
   std::string name;
   const std::int64_t size = std::int64_t{part->contentEnd} - part->bodyStart;
   const bool complete =
-      reader.Seek(part->bodyStart) && UudecodeRange(reader, size, true, output.writer, &name);
-  if (!complete || !output.writer.Close()) {
+      reader.Seek(part->bodyStart) && UudecodeRange(reader, size, true, output.writer(), &name);
+  if (!complete || !output.Close()) {
     ReplaceTrueName(part, nullptr);
     return kUndecodable;
   }
@@ -146,9 +172,10 @@ bool CopyRange(os::Handle source, std::int64_t from, std::int64_t to, FileWriter
 char* CopyVerbatim(const MimeBodyPart& part, bool raw, os::Handle source) {
   Output output;
   if (!output.Create(kBodyPrefix)) return nullptr;
-  if (!CopyRange(source, raw ? part.contentStart : part.bodyStart, part.contentEnd, &output.writer))
+  if (!CopyRange(source, raw ? part.contentStart : part.bodyStart, part.contentEnd,
+                 &output.writer()))
     return nullptr;
-  return output.HandOut();
+  return output.Close() ? output.HandOut() : nullptr;
 }
 
 // Writes lines with their encoded words decoded. The settings are read when the first word is met.
@@ -243,7 +270,8 @@ char* ExtractOwnText(const MimeBodyPart& part) {
   LineReader reader;
   Output output;
   if (!reader.Open(part.fileName) || !output.Create(kOwnTextPrefix)) return nullptr;
-  return WriteOwnText(part, &reader, &output.writer) ? output.HandOut() : nullptr;
+  return WriteOwnText(part, &reader, &output.writer()) && output.Close() ? output.HandOut()
+                                                                         : nullptr;
 }
 
 char* ExtractHeader(const MimeBodyPart& part) {
@@ -251,7 +279,8 @@ char* ExtractHeader(const MimeBodyPart& part) {
   Output output;
   LineReader reader;
   if (!output.Create(kBodyPrefix) || !reader.Open(part.fileName)) return nullptr;
-  return WriteHeader(part, &reader, &output.writer) ? output.HandOut() : nullptr;
+  return WriteHeader(part, &reader, &output.writer()) && output.Close() ? output.HandOut()
+                                                                        : nullptr;
 }
 
 }  // namespace qob

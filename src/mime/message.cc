@@ -20,15 +20,11 @@ namespace qob {
 namespace {
 
 constexpr std::int32_t kFailed = -1;
+// Also for a file larger than the positions of the public face reach.
+constexpr char kMimeUnreadable[] = "ParseMimeMessage: file cannot be read.";
+constexpr char kPlainUnreadable[] = "ParseNonMimeMessage failed: message file cannot be read.";
 
 bool IsNamed(const char* file_name) { return file_name != nullptr && *file_name != '\0'; }
-
-// Readable, and no larger than the positions of the public face reach.
-bool CanBeRead(const char* file_name) {
-  if (!os::IsReadableFile(file_name)) return false;
-  const os::Result<std::int64_t> size = os::SizeOf(file_name);
-  return size && size.value <= kMaxMessageSize;
-}
 
 const char* TextOf(TreeParser::Result result) {
   switch (result) {
@@ -60,6 +56,7 @@ std::int32_t HandOut(PoolPtr from, MimeMessagePool** pool) {
 std::int32_t ParseTree(const char* file_name, bool descend, MimeMessagePool** pool) {
   LineReader reader;
   if (!reader.Open(file_name)) return Failed("ParseMimeMessage: fileopen failed.");
+  if (reader.size() > kMaxMessageSize) return Failed(kMimeUnreadable);
   TreeParser parser(&reader, file_name, descend);
   const TreeParser::Result result = parser.Parse();
   if (result == TreeParser::Result::kDone) return HandOut(parser.TakePool(), pool);
@@ -92,6 +89,7 @@ std::int32_t ParsePlain(const char* file_name, PoolPtr built, MimeMessagePool** 
   if (!opened.file) return Failed("ParseNonMimeMessage failed: fileopen failed.");
   LineReader reader;
   reader.Attach(opened.file.get());
+  if (reader.size() > kMaxMessageSize) return Failed(kPlainUnreadable);
   if (!PlainParser(&reader, file_name, built.get()).Parse()) {
     return Failed("ParseNonMimeMessage failed: getline failed.");
   }
@@ -138,7 +136,7 @@ Kind KindOf(const char* file_name) {
 std::int32_t ReadMimeMessage(const char* file_name, bool descend, MimeMessagePool** pool) noexcept {
   if (!IsNamed(file_name)) return Failed("ParseMimeMessage: filename not valid.");
   try {
-    if (!CanBeRead(file_name)) return Failed("ParseMimeMessage: file cannot be read.");
+    if (!os::IsReadableFile(file_name)) return Failed(kMimeUnreadable);
     return ParseTree(file_name, descend, pool);
   } catch (...) {
     return Failed("ParseMimeMessage: out of memory.");
@@ -148,8 +146,7 @@ std::int32_t ReadMimeMessage(const char* file_name, bool descend, MimeMessagePoo
 std::int32_t ReadPlainMessage(const char* file_name, MimeMessagePool** pool) noexcept {
   if (!IsNamed(file_name)) return kFailed;
   try {
-    if (!CanBeRead(file_name))
-      return Failed("ParseNonMimeMessage failed: message file cannot be read.");
+    if (!os::IsReadableFile(file_name)) return Failed(kPlainUnreadable);
     PoolPtr built = PoolWithFirstPart(file_name);
     if (built == nullptr) return Failed("ParseNonMimeMessage failed. out of memory.");
     return ParsePlain(file_name, std::move(built), pool);
