@@ -15,18 +15,8 @@ namespace qob {
 namespace {
 
 constexpr std::size_t kLineBuffer = kLineLimit + 1;
+static_assert(LineIndex::kStretch <= kLineLimit && LineIndex::kStretch % kCopyStep == 0);
 
-void SetPosition(FileObject& object, std::int64_t position) {
-  object.position = position;
-  object.face.position = static_cast<std::uint32_t>(position);
-}
-
-bool IsReader(const FileObject& object) { return object.face.access == kReadAccess; }
-
-std::uint8_t* BlockEnd(const QOB_FILE& file) { return file.ioBuffer + file.count; }
-std::size_t BytesLeft(const QOB_FILE& file) {
-  return static_cast<std::size_t>(BlockEnd(file) - file.cursor);
-}
 // Nothing stands behind the cursor, and the block was the file's last.
 bool AtEndOfFile(const QOB_FILE& file) {
   return file.count == 0 || (file.count < kIoBlock && file.cursor == BlockEnd(file));
@@ -35,6 +25,7 @@ bool AtEndOfFile(const QOB_FILE& file) {
 // Reads the next block. On an error nothing is primed, so that a later call asks the system again.
 bool NextBlock(FileObject& object, const char* failure_text) {
   QOB_FILE& file = object.face;
+  object.lines.Forget();
   const os::Result<std::size_t> got = os::ReadFile(file.handle, file.ioBuffer, kIoBlock);
   if (!got) {
     file.cursor = nullptr;
@@ -45,11 +36,6 @@ bool NextBlock(FileObject& object, const char* failure_text) {
   file.cursor = file.ioBuffer;
   file.count = static_cast<std::int32_t>(got.value);
   return true;
-}
-
-void Take(FileObject& object, std::size_t count) {
-  object.face.cursor += count;
-  SetPosition(object, object.position + static_cast<std::int64_t>(count));
 }
 
 // Bytes of the block that belong to a piece which may still grow by `room` bytes; *line_feed tells
@@ -182,7 +168,7 @@ FileObject* NewFileObject(os::Handle file, std::uint32_t access, std::int32_t bu
   QOB_FILE& face = object->face;
   face.name = HeapCopy(path);
   face.lineBuffer = static_cast<char*>(std::calloc(1, kLineBuffer));
-  face.ioBuffer = static_cast<std::uint8_t*>(std::calloc(1, kIoBlock));
+  face.ioBuffer = static_cast<std::uint8_t*>(std::calloc(1, kIoBlock + kCopyStep));
   if (face.name == nullptr || face.lineBuffer == nullptr || face.ioBuffer == nullptr) {
     FreeBuffers(face);
     std::free(object);
@@ -208,22 +194,13 @@ void CloseFileObject(FileObject* object) {
   DiscardFileObject(object);
 }
 
-std::int32_t ReadLine(FileObject& object, char** line) {
+std::int32_t ReadLineSlowly(FileObject& object, char** line) {
   QOB_FILE& file = object.face;
-  std::size_t length = 0;
-  if (file.cursor != nullptr && IsReader(object)) [[likely]] {
-    bool line_feed = false;
-    length = PieceInBlock(file, kLineLimit, &line_feed);
-    if (line_feed) [[likely]] {
-      std::memcpy(file.lineBuffer, file.cursor, length);
-      Take(object, length);
-      file.lineBuffer[length] = '\0';
-      *line = file.lineBuffer;
-      return 1;
-    }
-  }
   std::int32_t result = 0;
   if (!ReadyToRead(object, "ReadFile failed.", 0, &result)) return result;
+  object.lines.Build(file.cursor, BytesLeft(file));
+  std::size_t length = object.lines.Take(file.cursor);
+  if (length > 0) return GiveLine(object, length, line);
   const Piece piece = AssemblePiece(object, &length);
   if (piece != Piece::kWhole) return piece == Piece::kError ? -1 : 0;
   file.lineBuffer[length] = '\0';
