@@ -23,7 +23,8 @@ struct Found {
   Place header_to_end;        // from the section's header to the next header or the end of the text
   std::size_t append_at = 0;  // behind the section's last line that is not blank
   std::optional<Place> entry;
-  std::size_t value_start = 0;
+  std::size_t value_start = 0;  // behind the '='
+  std::size_t blanks = 0;       // between the '=' and the value
   std::size_t value_end = 0;
 };
 
@@ -54,9 +55,9 @@ Found Locate(std::string_view text, std::string_view section, const std::string_
         ascii::EqualFold(what.name, *key)) {
       found.entry = Place{start, end};
       found.value_end = start + line.size();
-      const std::size_t blanks = what.value.find_first_not_of(" \t");
-      found.value_start =
-          found.value_end - what.value.size() + (blanks == std::string_view::npos ? 0 : blanks);
+      found.value_start = found.value_end - what.value.size();
+      const std::size_t first = what.value.find_first_not_of(" \t");
+      found.blanks = first == std::string_view::npos ? 0 : first;
     }
   }
   found.header_to_end.end = text.size();
@@ -106,7 +107,11 @@ std::string EditProfile(std::string_view text, std::string_view section,
     if (!found.entry) return std::string(text);
     return Replaced(text, found.entry->start, found.entry->end, {});
   }
-  if (found.entry) return Replaced(text, found.value_start, found.value_end, *value);
+  if (found.entry) {
+    const bool own_blanks = value->empty() || value->starts_with(' ') || value->starts_with('\t');
+    const std::size_t start = found.value_start + (own_blanks ? 0 : found.blanks);
+    return Replaced(text, start, found.value_end, *value);
+  }
 
   const std::string_view line_end = LineEndOf(text);
   std::string lines;
