@@ -1,0 +1,107 @@
+// What a program that links the shared libraries may rely on, in C and in C++.
+#include <dlfcn.h>
+#include <stdio.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "contract/from_c.h"
+#include "contract/record_layout.h"
+#include "support/temp_spool.h"
+
+namespace qob::testing {
+namespace {
+
+class Contract : public ::testing::Test {
+ protected:
+  Contract() { EXPECT_EQ(InitQOBDll_NOMQ("contract"), 1); }
+  ~Contract() override { TerminateQOBDll(); }
+
+  TempSpool spool_;
+};
+
+// Four lines, the last one without its line feed; one is longer than a piece of line I/O.
+std::string Lines() { return "one\r\n\n" + std::string(3000, 'x') + "\nlast"; }
+
+TEST_F(Contract, LeavesTheCLibrarysGetlineAlone) {
+  const std::string path = spool_.File("lines", Lines());
+  long bytes = 0;
+  EXPECT_EQ(CountLinesWithTheCLibrary(path.c_str(), &bytes), 4);
+  EXPECT_EQ(bytes, static_cast<long>(Lines().size()));
+}
+
+TEST_F(Contract, ReadsLinesBesideTheCLibrary) {
+  const std::string path = spool_.File("lines", Lines());
+  long bytes = 0;
+  // 3001 bytes are pieces of 1024, 1024 and 953.
+  EXPECT_EQ(CountLinesWithLineIo(path.c_str(), &bytes), 6);
+  EXPECT_EQ(bytes, static_cast<long>(Lines().size()));
+}
+
+TEST_F(Contract, OffersBothGetlinesToCpp) {
+  const std::string path = spool_.File("lines", Lines());
+  const int32_t handle = fileopen(path.c_str(), 0, 1);
+  char* line = nullptr;
+  EXPECT_EQ(getline(handle, &line), 1);
+  EXPECT_STREQ(line, "one\r\n");
+  EXPECT_EQ(fileclose(handle), 1);
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  char* own = nullptr;
+  size_t room = 0;
+  EXPECT_EQ(getline(&own, &room, file), 5);
+  EXPECT_STREQ(own, "one\r\n");
+  std::free(own);
+  std::fclose(file);
+}
+
+TEST_F(Contract, KeepsGetlineUnderItsVersion) {
+  void* library = dlopen("libqob3xapi.so.1", RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(library, nullptr) << dlerror();
+  void* versioned = dlvsym(library, "getline", "QOB3X_1");
+  ASSERT_NE(versioned, nullptr) << dlerror();
+  // Not what a program gets that asks for the name alone: that is the C library's.
+  EXPECT_NE(dlsym(library, "getline"), versioned);
+  EXPECT_NE(dlsym(RTLD_DEFAULT, "getline"), versioned);
+
+  const auto read = reinterpret_cast<int32_t (*)(int32_t, char**)>(versioned);
+  const std::string path = spool_.File("lines", Lines());
+  const int32_t handle = fileopen(path.c_str(), 0, 1);
+  const int32_t other = fileopen(path.c_str(), 0, 1);
+  for (int32_t result = 1; result == 1;) {
+    char* line = nullptr;
+    char* same = nullptr;
+    result = read(handle, &line);
+    EXPECT_EQ(QOB_getline(other, &same), result);
+    if (result == 1) {
+      EXPECT_STREQ(line, same);
+    }
+  }
+  EXPECT_EQ(read(handle + 1000, nullptr), -1);
+  fileclose(handle);
+  fileclose(other);
+  dlclose(library);
+}
+
+TEST_F(Contract, ParsesAMessageForC) {
+  const std::string path =
+      spool_.File("message",
+                  "Mime-version: 1.0\r\nContent-type: multipart/mixed; boundary=b\r\n\r\n"
+                  "--b\r\n\r\none\r\n--b\r\nContent-type: text/html\r\n\r\ntwo\r\n--b--\r\n");
+  EXPECT_EQ(CountPartsFromC(path.c_str()), 3);
+  EXPECT_LT(CountPartsFromC(spool_.path("missing").c_str()), 0);
+}
+
+TEST_F(Contract, TakesNullWhereReleasesDo) {
+  FreeString(nullptr);
+  freeStringChain(nullptr);
+  MimeFreeMessage(nullptr);
+  MimeFreeFile(nullptr);
+  EXPECT_EQ(MimeParseMessage(nullptr, 0, nullptr), -1);
+  EXPECT_EQ(QOB_getline(-1, nullptr), -1);
+}
+
+}  // namespace
+}  // namespace qob::testing

@@ -1,0 +1,122 @@
+/* The public records' layouts, as callers in any language rely on them. Compiled as C11 and as
+ * C++20. */
+#ifndef QOB_TESTS_CONTRACT_RECORD_LAYOUT_H
+#define QOB_TESTS_CONTRACT_RECORD_LAYOUT_H
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include <qob3xapi/qob3xapi.h>
+
+#define AT(record, field, offset) \
+  static_assert(offsetof(record, field) == (offset), #record "." #field)
+#define SIZE(record, size) static_assert(sizeof(record) == (size), #record)
+
+SIZE(QOB_OSHANDLE, sizeof(void*));
+
+#if UINTPTR_MAX == 0xFFFFFFFFFFFFFFFFu
+AT(QOB_FILE, handle, 0);
+AT(QOB_FILE, name, 8);
+AT(QOB_FILE, lineBuffer, 16);
+AT(QOB_FILE, position, 24);
+AT(QOB_FILE, flushedPosition, 28);
+AT(QOB_FILE, access, 32);
+AT(QOB_FILE, ioBuffer, 40);
+AT(QOB_FILE, cursor, 48);
+AT(QOB_FILE, count, 56);
+AT(QOB_FILE, buffered, 60);
+SIZE(QOB_FILE, 64);
+
+AT(ms, text, 0);
+AT(ms, next, 8);
+SIZE(ms, 16);
+
+AT(RecipNode, address, 0);
+AT(RecipNode, rawText, 8);
+AT(RecipNode, phrase, 16);
+AT(RecipNode, comment, 24);
+AT(RecipNode, localPart, 32);
+AT(RecipNode, domain, 40);
+AT(RecipNode, next, 48);
+SIZE(RecipNode, 56);
+AT(RecipTbl, head, 0);
+AT(RecipTbl, tail, 8);
+AT(RecipTbl, count, 16);
+SIZE(RecipTbl, 24);
+
+AT(HeaderAddressList, text, 0);
+AT(HeaderAddressList, table, 8);
+AT(HeaderAddressList, next, 16);
+SIZE(HeaderAddressList, 24);
+AT(HeaderDate, text, 0);
+AT(HeaderDate, utc, 8);
+SIZE(HeaderDate, 16);
+
+/* Twenty-seven pointers in the order of the header. */
+AT(addr822, to, 0 * 8);
+AT(addr822, resentTo, 1 * 8);
+AT(addr822, cc, 2 * 8);
+AT(addr822, resentCc, 3 * 8);
+AT(addr822, bcc, 4 * 8);
+AT(addr822, resentBcc, 5 * 8);
+AT(addr822, from, 6 * 8);
+AT(addr822, resentFrom, 7 * 8);
+AT(addr822, replyTo, 8 * 8);
+AT(addr822, returnReceiptTo, 9 * 8);
+AT(addr822, subject, 10 * 8);
+AT(addr822, sender, 11 * 8);
+AT(addr822, messageId, 12 * 8);
+AT(addr822, resentMessageId, 13 * 8);
+AT(addr822, inReplyTo, 14 * 8);
+AT(addr822, references, 15 * 8);
+AT(addr822, returnPath, 16 * 8);
+AT(addr822, status, 17 * 8);
+AT(addr822, fromLine, 18 * 8);
+AT(addr822, mimeVersion, 19 * 8);
+AT(addr822, contentType, 20 * 8);
+AT(addr822, contentTransferEncoding, 21 * 8);
+AT(addr822, contentId, 22 * 8);
+AT(addr822, contentDescription, 23 * 8);
+AT(addr822, received, 24 * 8);
+AT(addr822, otherHeaders, 25 * 8);
+AT(addr822, date, 26 * 8);
+SIZE(addr822, 27 * 8);
+
+AT(MimeBodyPart, contentId, 0);
+AT(MimeBodyPart, contentDescription, 8);
+AT(MimeBodyPart, contentType, 16);
+AT(MimeBodyPart, contentSubtype, 24);
+AT(MimeBodyPart, contentTransferEncoding, 32);
+AT(MimeBodyPart, contentDisposition, 40);
+AT(MimeBodyPart, contentTypeParams, 48);
+AT(MimeBodyPart, contentDispositionParams, 56);
+AT(MimeBodyPart, fileName, 64);
+AT(MimeBodyPart, delimiter, 72);
+AT(MimeBodyPart, contentStart, 80);
+AT(MimeBodyPart, contentEnd, 84);
+AT(MimeBodyPart, bodyStart, 88);
+AT(MimeBodyPart, childCount, 92);
+AT(MimeBodyPart, trueName, 96);
+AT(MimeBodyPart, role, 104);
+AT(MimeBodyPart, children, 112);
+SIZE(MimeBodyPart, 120);
+AT(MimeMessagePool, parts, 0);
+AT(MimeMessagePool, count, 8);
+SIZE(MimeMessagePool, 16);
+#endif
+
+/* The same on every system: nine 32-bit numbers. */
+AT(UtcDate, year, 0);
+AT(UtcDate, month, 4);
+AT(UtcDate, day, 8);
+AT(UtcDate, hour, 12);
+AT(UtcDate, minute, 16);
+AT(UtcDate, second, 20);
+AT(UtcDate, reserved, 24);
+AT(UtcDate, zoneOffset, 28);
+AT(UtcDate, flags, 32);
+SIZE(UtcDate, 36);
+
+#undef AT
+#undef SIZE
+#endif
