@@ -105,8 +105,17 @@ void Collect(FileObject& object, std::string_view text) {
   Take(object, text.size());
 }
 
-bool WriteBlock(FileObject& object, const void* from) {
-  return os::WriteAll(object.face.handle, from, kIoBlock);
+bool WriteBlock(FileObject& object) {
+  return os::WriteAll(object.face.handle, object.face.ioBuffer, kIoBlock);
+}
+
+// Whole blocks of text in one call; the position counts those that arrived.
+bool WriteBlocks(FileObject& object, std::string_view blocks) {
+  const os::Result<std::size_t> written =
+      os::WriteFile(object.face.handle, blocks.data(), blocks.size());
+  const std::size_t arrived = written.value - written.value % kIoBlock;
+  SetPosition(object, object.position + static_cast<std::int64_t>(arrived));
+  return written && written.value == blocks.size();
 }
 
 // The full block is out: the logical position becomes the system's, which mends what WriteByte has
@@ -131,15 +140,12 @@ std::int32_t WriteThrough(FileObject& object, std::string_view text) {
   QOB_FILE& file = object.face;
   const std::size_t head = static_cast<std::size_t>(file.count);
   std::memcpy(file.cursor, text.data(), head);
-  if (!WriteBlock(object, file.ioBuffer)) return WriteFailed();
+  if (!WriteBlock(object)) return WriteFailed();
   AfterFlush(object, head);
   text.remove_prefix(head);
-  while (text.size() >= static_cast<std::size_t>(kIoBlock)) {
-    if (!WriteBlock(object, text.data())) return WriteFailed();
-    SetPosition(object, object.position + kIoBlock);
-    text.remove_prefix(kIoBlock);
-  }
-  Collect(object, text);
+  const std::size_t whole = text.size() - text.size() % kIoBlock;
+  if (whole > 0 && !WriteBlocks(object, text.substr(0, whole))) return WriteFailed();
+  Collect(object, text.substr(whole));
   return 1;
 }
 
@@ -273,7 +279,7 @@ std::int32_t WriteByte(FileObject& object, std::int32_t character) {
   if (file.buffered == 0) return WriteText(object, {&byte, 1});
   PrimeOutput(file);
   if (file.count <= 0) {
-    if (!WriteBlock(object, file.ioBuffer)) {
+    if (!WriteBlock(object)) {
       Report(kFailure, "outch: WriteFile failed.");
       return -1;
     }

@@ -6,14 +6,17 @@
 #include <cstring>
 
 #include "platform/os/ascii.h"
+#include "util/uu_groups.h"
 
 namespace qob {
 namespace {
 
 constexpr std::size_t kLongestName = 255;
 
-std::uint32_t SixBits(char c) {
-  return (static_cast<std::uint32_t>(static_cast<unsigned char>(c)) - 32U) & 63U;
+// How many bytes the line says it holds.
+std::size_t CountOf(std::string_view line) {
+  if (line.empty() || line.front() == '\r') return 0;
+  return (static_cast<std::size_t>(static_cast<unsigned char>(line.front())) - 32U) & 63U;
 }
 
 // The line feed, and carriage returns before it.
@@ -30,19 +33,16 @@ std::string_view SkipBlanks(std::string_view text) {
   return text;
 }
 
+// Settles most lines with one comparison.
+bool StartsWithLetter(std::string_view line, char lower) {
+  return !line.empty() && (line.front() | 0x20) == lower;
+}
+
 std::string_view FirstWord(std::string_view text) { return text.substr(0, text.find(' ')); }
 
 bool IsEndLine(std::string_view line) {
-  if (!ascii::StartsWithFold(line, "end")) return false;
+  if (!StartsWithLetter(line, 'e') || !ascii::StartsWithFold(line, "end")) return false;
   return SkipBlanks(CutAtReturn(line.substr(3))).empty();
-}
-
-void DecodeGroup(const char* from, char* to) {
-  const std::uint32_t bits =
-      SixBits(from[0]) << 18 | SixBits(from[1]) << 12 | SixBits(from[2]) << 6 | SixBits(from[3]);
-  to[0] = static_cast<char>(bits >> 16);
-  to[1] = static_cast<char>(bits >> 8 & 255U);
-  to[2] = static_cast<char>(bits & 255U);
 }
 
 // The groups of a data line; a line that is too short for its count goes on with blanks.
@@ -54,13 +54,13 @@ void DecodeGroups(std::string_view coded, std::size_t count, char* out) {
     std::memcpy(padded.data(), coded.data(), coded.size());
     coded = {padded.data(), padded.size()};
   }
-  for (std::size_t i = 0; i < groups; ++i) DecodeGroup(coded.data() + 4 * i, out + 3 * i);
+  DecodeUuGroups(coded.data(), groups, out);
 }
 
 }  // namespace
 
 bool ParseBeginLine(std::string_view line, std::string_view* name) {
-  if (!ascii::StartsWithFold(line, "begin")) return false;
+  if (!StartsWithLetter(line, 'b') || !ascii::StartsWithFold(line, "begin")) return false;
   line = CutAtReturn(CutLineEnd(line));
   const std::string_view word = FirstWord(line);
   if (word.size() != 5) return false;
@@ -97,7 +97,7 @@ std::size_t UuDecoder::Feed(std::string_view piece, bool at_line_start, char* ou
     state_ = State::kBroken;
     return 0;
   }
-  const std::size_t count = line.empty() || line.front() == '\r' ? 0 : SixBits(line.front());
+  const std::size_t count = CountOf(line);
   if (count == 0) {
     state_ = State::kTail;
     return 0;

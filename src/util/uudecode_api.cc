@@ -1,5 +1,6 @@
 // The exported decoder over line I/O handles.
-#include <array>
+#include <cstddef>
+#include <memory>
 #include <utility>
 #include <string_view>
 
@@ -19,22 +20,25 @@ using qob::UuDecoder;
 // Collects decoded bytes for one write call.
 class Output {
  public:
-  explicit Output(FileObject& object) : object_(object) {}
+  // Throws std::bad_alloc.
+  explicit Output(FileObject& object) : object_(object), buffer_(new char[kSize]) {}
   // Null after a failed write.
   char* Room() {
-    if (buffer_.size() - used_ < qob::kUuRoom && !Flush()) return nullptr;
-    return buffer_.data() + used_;
+    if (kSize - used_ < qob::kUuRoom && !Flush()) return nullptr;
+    return buffer_.get() + used_;
   }
   void Advance(std::size_t count) { used_ += count; }
   bool Flush() {
-    const std::string_view bytes(buffer_.data(), std::exchange(used_, 0));
+    const std::string_view bytes(buffer_.get(), std::exchange(used_, 0));
     return bytes.empty() || qob::WriteText(object_, bytes) == 1;
   }
 
  private:
+  static constexpr std::size_t kSize = 64 * 1024;
+
   FileObject& object_;
   std::size_t used_ = 0;
-  std::array<char, 8192> buffer_;
+  std::unique_ptr<char[]> buffer_;
 };
 
 // Feeds the decoder until it is done, the input or the limit ends; false after a failed write.
