@@ -1,3 +1,37 @@
-# What `cmake --install` puts where.
-install(TARGETS qob3xapi qobplatform EXPORT qob3xapi LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/qob3xapi include/qobplatform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# What `cmake --install` puts where: libraries, headers, pkg-config file, CMake package, and what the command line adds.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qob3xapi)
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Each finds its neighbour beside it, wherever the tree stands.
+set_target_properties(qob3xapi PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS qob3xapi qobplatform EXPORT qob3xapiTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/qob3xapi ${PROJECT_SOURCE_DIR}/include/qobplatform
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+# The pkg-config file finds its prefix from where it stands, so that the tree may be moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  message(FATAL_ERROR "CMAKE_INSTALL_LIBDIR and CMAKE_INSTALL_INCLUDEDIR must be relative: the install tree can be moved")
+endif()
+file(RELATIVE_PATH QOB_PREFIX_FROM_PC /prefix/${pc_dir} /prefix)
+string(REGEX REPLACE "/$" "" QOB_PREFIX_FROM_PC "${QOB_PREFIX_FROM_PC}")
+configure_file(${PROJECT_SOURCE_DIR}/packaging/qob3xapi.pc.in ${PROJECT_BINARY_DIR}/qob3xapi.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qob3xapi.pc DESTINATION ${pc_dir} COMPONENT development)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/packaging/qob3xapiConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/qob3xapiConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qob3xapiConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qob3xapiConfig.cmake ${PROJECT_BINARY_DIR}/qob3xapiConfigVersion.cmake
+  DESTINATION ${package_dir} COMPONENT development)
+install(EXPORT qob3xapiTargets NAMESPACE qob3xapi:: DESTINATION ${package_dir} COMPONENT development)
+
+# The command line with its man pages and completions.
+if(TARGET qob)
+  file(RELATIVE_PATH libraries_from_bin /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(qob PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
+  install(TARGETS qob RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
+  install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+endif()
