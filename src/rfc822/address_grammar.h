@@ -1,10 +1,13 @@
 // The grammar of one address (RFC 822 section 6.1, with the source routes and groups of that time).
 //
-//   address     = mailbox / group ";" / domain-literal            ; then the end of the text or a
-//   comma group       = phrase ":" mailbox *("," mailbox) mailbox     = addr-spec / [phrase] "<"
-//   [route ":"] addr-spec ">" route       = "@" domain *(("," / ":") "@" domain) addr-spec   =
-//   local-part ["@" domain] local-part  = word *("." [word]) domain      = sub-domain *("."
-//   sub-domain) phrase      = 1*word
+//   address     = mailbox / group ";" / domain-literal      ; then a comma or the end of the text
+//   group       = phrase ":" mailbox *("," mailbox)
+//   mailbox     = addr-spec / [phrase] "<" [route ":"] addr-spec ">"
+//   route       = "@" domain *(("," / ":") "@" domain)
+//   addr-spec   = local-part ["@" domain]
+//   local-part  = word *("." [word])
+//   domain      = sub-domain *("." sub-domain)
+//   phrase      = 1*word
 //
 // It needs one token of look-ahead and no stack: nothing in it is recursive.
 #pragma once

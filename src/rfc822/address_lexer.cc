@@ -7,19 +7,18 @@
 namespace qob {
 namespace {
 
-enum class Kind : std::uint8_t { kAtom, kSpace, kDot, kSpecial };
+// What a byte is beside being part of an atom.
+enum : std::uint8_t { kSpace = 1, kDot = 2, kSpecial = 4 };
 
-constexpr std::array<Kind, 256> kKinds = [] {
-  std::array<Kind, 256> kinds{};
-  for (char c : std::string_view(" \t\n\v\f\r"))
-    kinds[static_cast<unsigned char>(c)] = Kind::kSpace;
-  for (char c : std::string_view(":,;<>@\"[("))
-    kinds[static_cast<unsigned char>(c)] = Kind::kSpecial;
-  kinds[static_cast<unsigned char>('.')] = Kind::kDot;
+constexpr std::array<std::uint8_t, 256> kKinds = [] {
+  std::array<std::uint8_t, 256> kinds{};
+  for (char c : std::string_view(" \t\n\v\f\r")) kinds[static_cast<unsigned char>(c)] = kSpace;
+  for (char c : std::string_view(":,;<>@\"[(")) kinds[static_cast<unsigned char>(c)] = kSpecial;
+  kinds[static_cast<unsigned char>('.')] = kDot;
   return kinds;
 }();
 
-Kind KindOf(char c) { return kKinds[static_cast<unsigned char>(c)]; }
+std::uint8_t KindOf(char c) { return kKinds[static_cast<unsigned char>(c)]; }
 
 // The end of the quoted string whose inside begins at `inner`: behind the closing quote, or the end
 // of the text.
@@ -44,7 +43,7 @@ void AddressLexer::Begin(std::size_t position) {
 
 AddressToken AddressLexer::Next() {
   for (;;) {
-    while (position_ < text_.size() && KindOf(text_[position_]) == Kind::kSpace) ++position_;
+    while (position_ < text_.size() && KindOf(text_[position_]) == kSpace) ++position_;
     start_ = position_;
     if (position_ == text_.size()) return AddressToken::kEnd;
     if (text_[position_] != '(') break;
@@ -82,12 +81,11 @@ AddressToken AddressLexer::Special(AddressToken kind, bool ends_atom_dots) {
 }
 
 AddressToken AddressLexer::Atom() {
-  std::size_t at = start_;
-  for (; at < text_.size(); ++at) {
-    const Kind kind = KindOf(text_[at]);
-    if (kind != Kind::kAtom && !(kind == Kind::kDot && dot_in_atom_)) break;
-  }
-  token_ = text_.substr(start_, at - start_);
+  const int ends = dot_in_atom_ ? kSpace | kSpecial : kSpace | kSpecial | kDot;
+  const std::string_view text = text_;
+  std::size_t at = start_ + 1;
+  while (at < text.size() && (KindOf(text[at]) & ends) == 0) ++at;
+  token_ = text.substr(start_, at - start_);
   position_ = at;
   return AddressToken::kAtom;
 }

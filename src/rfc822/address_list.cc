@@ -9,24 +9,26 @@ namespace {
 
 bool IsTrimmed(char c) { return c == ',' || ascii::IsSpace(static_cast<unsigned char>(c)); }
 
-// The double quotes of the text are odd in number; the byte behind a backslash is not looked at.
-bool QuotesAreOdd(std::string_view text) {
-  bool odd = false;
-  for (std::size_t at = text.find_first_of("\"\\"); at < text.size();
-       at = text.find_first_of("\"\\", at)) {
-    if (text[at] == '"') {
-      odd = !odd;
-      ++at;
-    } else {
-      at += 2;
-    }
+bool HasOddQuotes(std::string_view text) {
+  return std::count(text.begin(), text.end(), '"') % 2 != 0;
+}
+
+// The double quotes are odd in number; the byte behind a backslash is not looked at. `backslash` is
+// the first one.
+bool HasOddQuotes(std::string_view text, std::size_t backslash) {
+  bool odd = HasOddQuotes(text.substr(0, backslash));
+  while (text.size() - backslash > 2) {
+    text.remove_prefix(backslash + 2);
+    backslash = std::min(text.find('\\'), text.size());
+    odd ^= HasOddQuotes(text.substr(0, backslash));
   }
   return odd;
 }
 
-// A backslash that is itself escaped does not pair with the quote behind it.
-void BlankEscapedQuotes(std::span<char> text) {
-  for (std::size_t at = 0; at + 1 < text.size(); ++at) {
+// A backslash that is itself escaped does not pair with the quote behind it. `backslash` is the
+// first one.
+void BlankEscapedQuotes(std::span<char> text, std::size_t backslash) {
+  for (std::size_t at = backslash; at + 1 < text.size(); ++at) {
     if (text[at] != '\\') continue;
     if (text[at + 1] == '"') text[at] = text[at + 1] = ' ';
     ++at;
@@ -37,12 +39,10 @@ void BlankEscapedQuotes(std::span<char> text) {
 std::string_view Prepare(std::span<char> text) {
   const std::string_view bytes(text.data(), text.size());
   const std::string_view list = bytes.substr(0, bytes.find('\0'));
-  if (list.find('\\') != std::string_view::npos) {
-    if (QuotesAreOdd(list)) return {};
-    BlankEscapedQuotes(text.first(list.size()));
-  } else if (std::count(list.begin(), list.end(), '"') % 2 != 0) {
-    return {};
-  }
+  const std::size_t backslash = list.find('\\');
+  if (backslash == std::string_view::npos) return HasOddQuotes(list) ? std::string_view() : list;
+  if (HasOddQuotes(list, backslash)) return {};
+  BlankEscapedQuotes(text.first(list.size()), backslash);
   return list;
 }
 
