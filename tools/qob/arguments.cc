@@ -1,0 +1,176 @@
+// The table of commands as a CLI11 application.
+#include "arguments.h"
+
+#include <charconv>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "failure.h"
+#include "help.h"
+
+namespace cli {
+namespace {
+
+// What the parser fills for one command; lives as long as the application that points into it.
+struct Slots {
+  const CommandRow* command = nullptr;
+  CLI::App* app = nullptr;
+  std::map<std::string, std::vector<std::string>, std::less<>> values;
+  std::vector<std::vector<std::string>> operands;
+};
+
+void AddOption(const OptionRow& row, Slots* slots) {
+  const std::string name(LongName(row));
+  if (row.value[0] == '\0') {
+    slots->app->add_flag_function(row.names,
+                                  [slots, name](std::int64_t) { slots->values[name] = {"1"}; });
+    return;
+  }
+  CLI::Option* const option = slots->app->add_option_function<std::vector<std::string>>(
+      row.names, [slots, name](const std::vector<std::string>& given) { slots->values[name] = given; });
+  option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  if (row.offers == Offers::kWords) {
+    option->check(CLI::IsMember(CLI::detail::split(row.words, ' ')));
+  }
+}
+
+void AddCommand(const CommandRow& row, CLI::App* app, Slots* slots) {
+  slots->command = &row;
+  slots->app = app;
+  app->set_help_flag();
+  for (const OptionRow& option : row.options) AddOption(option, slots);
+  slots->operands.resize(row.operands.size());
+  for (std::size_t i = 0; i < row.operands.size(); ++i) {
+    const OperandRow& operand = row.operands[i];
+    CLI::Option* const option = app->add_option(operand.name, slots->operands[i]);
+    option->expected(operand.least, operand.most < 0 ? 1 << 28 : operand.most);
+    if (operand.least > 0) option->required();
+  }
+}
+
+class Application {
+ public:
+  Application() : app_("qob") {
+    app_.set_help_flag();
+    app_.add_flag("-h,--help", help_);
+    app_.add_flag("-V,--version", version_);
+    for (const CommandRow& row : Commands()) {
+      slots_.push_back(std::make_unique<Slots>());
+      AddCommand(row, AppOf(row.name), slots_.back().get());
+    }
+  }
+
+  bool Parse(int count, char** words, Arguments* arguments, std::string* printed);
+
+ private:
+  CLI::App* AppOf(const std::string& name);
+  Slots* Chosen();
+  std::string ChosenFamily();
+  bool Finish(Slots* chosen, Arguments* arguments, std::string* printed);
+
+  CLI::App app_;
+  bool help_ = false;
+  bool version_ = false;
+  std::map<std::string, CLI::App*> families_;
+  std::vector<std::unique_ptr<Slots>> slots_;
+};
+
+CLI::App* Application::AppOf(const std::string& name) {
+  const std::size_t blank = name.find(' ');
+  if (blank == std::string::npos) return app_.add_subcommand(name);
+  const std::string family = name.substr(0, blank);
+  CLI::App*& parent = families_[family];
+  if (parent == nullptr) {
+    parent = app_.add_subcommand(family);
+    parent->set_help_flag();
+    parent->add_flag("-h,--help", help_);
+  }
+  return parent->add_subcommand(name.substr(blank + 1));
+}
+
+Slots* Application::Chosen() {
+  for (const auto& slots : slots_) {
+    if (slots->app->parsed()) return slots.get();
+  }
+  return nullptr;
+}
+
+std::string Application::ChosenFamily() {
+  for (const auto& [name, family] : families_) {
+    if (family->parsed()) return name;
+  }
+  return {};
+}
+
+bool Application::Parse(int count, char** words, Arguments* arguments, std::string* printed) {
+  try {
+    app_.parse(count, words);
+  } catch (const CLI::ParseError& error) {
+    Slots* const chosen = Chosen();
+    if (chosen != nullptr && chosen->values.count("--help") != 0) {
+      *printed = CommandHelp(*chosen->command);
+      return false;
+    }
+    const std::string command = chosen == nullptr ? ChosenFamily() : chosen->command->name;
+    throw Failure(ExitCode::kUsage, error.what() + std::string("; see 'qob ") + command + (command.empty() ? "" : " ") + "--help'");
+  }
+  if (version_) {
+    *printed = VersionText();
+    return false;
+  }
+  return Finish(Chosen(), arguments, printed);
+}
+
+bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* printed) {
+  if (chosen == nullptr) {
+    const std::string family = ChosenFamily();
+    if (!help_) {
+      throw Failure(ExitCode::kUsage, "a command is missing; see 'qob " + family + (family.empty() ? "" : " ") + "--help'");
+    }
+    *printed = family.empty() ? MainHelp() : FamilyHelp(family);
+    return false;
+  }
+  if (chosen->values.count("--help") != 0) {
+    *printed = CommandHelp(*chosen->command);
+    return false;
+  }
+  arguments->command = chosen->command;
+  arguments->values = chosen->values;
+  for (const auto& operands : chosen->operands) {
+    arguments->operands.insert(arguments->operands.end(), operands.begin(), operands.end());
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string Arguments::Value(std::string_view option, std::string_view otherwise) const {
+  const auto found = values.find(option);
+  return found == values.end() || found->second.empty() ? std::string(otherwise) : found->second.back();
+}
+
+std::vector<std::string> Arguments::All(std::string_view option) const {
+  const auto found = values.find(option);
+  return found == values.end() ? std::vector<std::string>() : found->second;
+}
+
+std::vector<int> Arguments::Numbers(std::string_view option) const {
+  std::vector<int> numbers;
+  for (const std::string& text : All(option)) {
+    int number = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < 0) {
+      throw Failure(ExitCode::kUsage, std::string(option) + " " + text + ": not a part number; 'qob parse' shows them");
+    }
+    numbers.push_back(number);
+  }
+  return numbers;
+}
+
+bool ParseArguments(int count, char** words, Arguments* arguments, std::string* printed) {
+  Application application;
+  return application.Parse(count, words, arguments, printed);
+}
+
+}  // namespace cli

@@ -1,0 +1,27 @@
+// The commands. Each gets its parsed line and returns its exit code; a Failure that it throws becomes its last line.
+#ifndef TOOLS_QOB_COMMANDS_H
+#define TOOLS_QOB_COMMANDS_H
+
+#include "arguments.h"
+#include "failure.h"
+
+namespace cli {
+
+ExitCode RunParse(const Arguments& arguments);
+ExitCode RunExtract(const Arguments& arguments);
+ExitCode RunHeader(const Arguments& arguments);
+ExitCode RunAddress(const Arguments& arguments);
+ExitCode RunDate(const Arguments& arguments);
+ExitCode RunWordEncode(const Arguments& arguments);
+ExitCode RunWordDecode(const Arguments& arguments);
+ExitCode RunBinHexEncode(const Arguments& arguments);
+ExitCode RunBinHexDecode(const Arguments& arguments);
+ExitCode RunUudecode(const Arguments& arguments);
+ExitCode RunConfigShow(const Arguments& arguments);
+ExitCode RunConfigGet(const Arguments& arguments);
+ExitCode RunConfigSet(const Arguments& arguments);
+ExitCode RunConfigCheck(const Arguments& arguments);
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,74 @@
+// qob: mail from the command line. Finds the command, runs it, and turns whatever goes wrong into one line and an exit code.
+#include <cstdlib>
+#include <exception>
+#include <new>
+#include <string_view>
+
+#include "arguments.h"
+#include "commands.h"
+#include "output.h"
+#include "system.h"
+
+namespace cli {
+namespace {
+
+struct RunRow {
+  std::string_view name;
+  ExitCode (*run)(const Arguments&);
+};
+
+constexpr RunRow kRuns[] = {
+    {"parse", RunParse},
+    {"extract", RunExtract},
+    {"header", RunHeader},
+    {"address", RunAddress},
+    {"date", RunDate},
+    {"word encode", RunWordEncode},
+    {"word decode", RunWordDecode},
+    {"binhex encode", RunBinHexEncode},
+    {"binhex decode", RunBinHexDecode},
+    {"uudecode", RunUudecode},
+    {"config show", RunConfigShow},
+    {"config get", RunConfigGet},
+    {"config set", RunConfigSet},
+    {"config check", RunConfigCheck},
+};
+
+ExitCode RunCommand(const Arguments& arguments) {
+  for (const RunRow& row : kRuns) {
+    if (row.name == arguments.command->name) return row.run(arguments);
+  }
+  throw Failure(ExitCode::kSoftware, std::string("the command ") + arguments.command->name + " has no code");
+}
+
+ExitCode Run(int count, char** words) {
+  Arguments arguments;
+  std::string printed;
+  ExitCode code = ExitCode::kOk;
+  if (ParseArguments(count, words, &arguments, &printed)) {
+    code = RunCommand(arguments);
+  } else {
+    Out().Write(printed);
+  }
+  Out().Flush();
+  return code;
+}
+
+ExitCode GuardedRun(int count, char** words) {
+  try {
+    return Run(count, words);
+  } catch (const Failure& failure) {
+    Message(failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    sys::WriteMessage("qob: out of memory: close other programs, or give fewer files at once\n");
+  } catch (const std::exception& error) {
+    Message(std::string("internal error: ") + error.what());
+  }
+  return ExitCode::kSoftware;
+}
+
+}  // namespace
+}  // namespace cli
+
+int main(int count, char** words) { return static_cast<int>(cli::GuardedRun(count, words)); }
