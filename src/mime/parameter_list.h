@@ -51,7 +51,6 @@ class ParameterReader {
   FieldEnd end_;
   ParameterRules* rules_;
   std::size_t at_ = 0;
-  bool no_more_quotes_ = false;  // an unclosed quote was met: every later one is unclosed too
   std::string entry_;
 };
 
