@@ -1,6 +1,8 @@
 // What a program that links the shared libraries may rely on, in C and in C++.
 #include <dlfcn.h>
 #include <stdio.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -17,7 +19,11 @@ namespace {
 class Contract : public ::testing::Test {
  protected:
   Contract() { EXPECT_EQ(InitQOBDll_NOMQ("contract"), 1); }
-  ~Contract() override { TerminateQOBDll(); }
+  // Start-up named a directory in TMP that does not outlive the test.
+  ~Contract() override {
+    TerminateQOBDll();
+    unsetenv("TMP");
+  }
 
   TempSpool spool_;
 };
@@ -92,6 +98,26 @@ TEST_F(Contract, ParsesAMessageForC) {
                   "--b\r\n\r\none\r\n--b\r\nContent-type: text/html\r\n\r\ntwo\r\n--b--\r\n");
   EXPECT_EQ(CountPartsFromC(path.c_str()), 3);
   EXPECT_LT(CountPartsFromC(spool_.path("missing").c_str()), 0);
+}
+
+TEST_F(Contract, RefusesPointersThatCannotBeRead) {
+  const long page = sysconf(_SC_PAGESIZE);
+  void* forbidden =
+      mmap(nullptr, static_cast<std::size_t>(page), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(forbidden, MAP_FAILED);
+  ms* chain = nullptr;
+  EXPECT_EQ(appendString(&chain, static_cast<const char*>(forbidden)), 0);
+  EXPECT_EQ(appendString(static_cast<ms**>(forbidden), "text"), 0);
+  EXPECT_EQ(chain, nullptr);
+  // One byte and its NUL in a block of two: whatever the system looks at beside it, nothing is
+  // wrong with the text.
+  char* small = static_cast<char*>(std::malloc(2));
+  small[0] = 'x';
+  small[1] = '\0';
+  EXPECT_EQ(appendString(&chain, small), 1);
+  std::free(small);
+  freeStringChain(chain);
+  munmap(forbidden, static_cast<std::size_t>(page));
 }
 
 TEST_F(Contract, TakesNullWhereReleasesDo) {
