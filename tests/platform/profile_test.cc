@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <thread>
@@ -237,6 +239,25 @@ TEST_F(Profile, LooksInTheSystemDirectoryWithoutTheVariable) {
   EXPECT_EQ(ProfilePath("test.ini"), "/etc/qob3xapi/test.ini");
   setenv("QOB_CONFIG_DIR", "", 1);
   EXPECT_EQ(ProfilePath("test.ini"), "/etc/qob3xapi/test.ini");
+}
+
+TEST_F(Profile, IgnoresTheVariableWithAnotherUsersRights) {
+  const std::string program = spool_.path("program");
+  std::filesystem::copy_file(PROFILE_PATH_PROGRAM, program);
+  const auto output = [&] {
+    std::string text;
+    FILE* const pipe = popen(program.c_str(), "r");
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+      text.push_back(static_cast<char>(c));
+    return pclose(pipe) == 0 ? text : "failed";
+  };
+  ASSERT_EQ(output(), spool_.config() + "/x.ini\n");
+  ASSERT_EQ(chmod(spool_.root().c_str(), 0755), 0);
+  if (geteuid() != 0 || chown(program.c_str(), 65534, 65534) != 0 ||
+      chmod(program.c_str(), 04755) != 0) {
+    GTEST_SKIP() << "ONLY ROOT CAN GIVE A PROGRAM ANOTHER USER'S RIGHTS";
+  }
+  EXPECT_EQ(output(), "/etc/qob3xapi/x.ini\n");
 }
 
 TEST_F(Profile, GivesTheFallBackWhateverStandsInPlaceOfTheFile) {
