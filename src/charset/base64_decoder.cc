@@ -3,29 +3,12 @@
 #include "charset/base64_decoder.h"
 
 #include <atomic>
-#include <cstdint>
 
 #include "charset/base64.h"
 #include "platform/os/ascii.h"
 
 namespace qob {
 namespace {
-
-constexpr std::uint32_t kInvalidGroup = 1u << 31;
-
-// A character's bits where they stand in the 24 bits of a group, for each of its four places.
-constexpr auto kPlaces = [] {
-  std::array<std::array<std::uint32_t, 256>, 4> places{};
-  for (unsigned place = 0; place < 4; ++place) {
-    for (unsigned byte = 0; byte < 256; ++byte) {
-      const std::uint8_t value = kBase64Values[byte];
-      places[place][byte] = value == kNotBase64
-                                ? kInvalidGroup
-                                : static_cast<std::uint32_t>(value) << (6 * (3 - place));
-    }
-  }
-  return places;
-}();
 
 std::atomic<Base64Kernel> g_kernel{nullptr};
 
@@ -43,19 +26,15 @@ bool EndsData(unsigned char c) { return c == '=' || c == '-' || c == '\0'; }
 }  // namespace
 
 Base64Run DecodeGroupsPortable(std::string_view in, char* out) {
-  const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(in.data());
   std::size_t at = 0;
   char* to = out;
   while (in.size() - at >= 4) {
-    const std::uint32_t group = kPlaces[0][bytes[at]] | kPlaces[1][bytes[at + 1]] |
-                                kPlaces[2][bytes[at + 2]] | kPlaces[3][bytes[at + 3]];
-    if ((group & kInvalidGroup) == 0) {
-      to[0] = static_cast<char>(group >> 16);
-      to[1] = static_cast<char>(group >> 8);
-      to[2] = static_cast<char>(group);
+    const std::uint32_t group = Base64Group(in.data() + at);
+    if ((group & kInvalidBase64Group) == 0) {
+      PutBase64Bytes(group, to);
       to += 3;
       at += 4;
-    } else if (bytes[at] == '\r' && bytes[at + 1] == '\n') {
+    } else if (in[at] == '\r' && in[at + 1] == '\n') {
       at += 2;
     } else {
       break;

@@ -56,8 +56,7 @@ std::string EncodePart(std::string_view part, const EncodingSettings& settings) 
 std::string EncodePhrase(std::string_view phrase, const EncodingSettings& settings) {
   const bool quoted = phrase.size() >= 2 && phrase.front() == '"' && phrase.back() == '"';
   if (!quoted) return EncodePart(phrase, settings);
-  // The words stand inside the quotes on purpose: readers of this system's mail look for them
-  // there.
+  // The words stand inside the quotes on purpose; the phrase stays one quoted string.
   return '"' + EncodePart(phrase.substr(1, phrase.size() - 2), settings) + '"';
 }
 

@@ -15,8 +15,7 @@ namespace {
 // A new word goes to a new line from this column on, and a word that is cut fills the line up to it
 // ("?=" stands beyond).
 constexpr std::ptrdiff_t kLineWidth = 75;
-// The column after a fold, counted once more than the one blank there: readers of old headers have
-// seen these widths.
+// The column after a fold: counted like the "?= " of a word, although only one blank stands there.
 constexpr std::ptrdiff_t kFoldColumn = 3;
 constexpr std::ptrdiff_t kCloseLength = 3;  // "?= "
 
