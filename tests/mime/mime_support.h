@@ -1,6 +1,9 @@
 // What the tests of messages share: a spool with the library started in it, messages written line
 // by line, trees told as text.
 #pragma once
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -82,7 +85,14 @@ class MimeTest : public ::testing::Test {
 
   std::string File(std::string_view bytes) {
     bytes_ = bytes;
-    return spool_.File("message.eml", bytes);
+    const std::string path = spool_.path("message.eml");
+    // Written over, not truncated first: some file systems flush such a file to disk when it is
+    // closed.
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(ftruncate(fd, static_cast<off_t>(bytes.size())), 0);
+    close(fd);
+    return path;
   }
   Message Mime(std::string_view bytes, std::int32_t flags = 1) {
     MimeMessagePool* pool = nullptr;
