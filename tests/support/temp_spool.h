@@ -27,6 +27,9 @@ class TempSpool {
   }
   ~TempSpool() {
     unsetenv("QOB_CONFIG_DIR");
+    // Start-up points TMP at this spool's temporary directory, which ends here.
+    const char* temporary = std::getenv("TMP");
+    if (temporary != nullptr && temporary == temp()) unsetenv("TMP");
     std::error_code ignored;
     std::filesystem::remove_all(root_, ignored);
   }
