@@ -82,9 +82,9 @@ struct Date {
 
 bool IsDateField(const std::string& name) { return SameText(name.c_str(), "date") || SameText(name.c_str(), "resent-date"); }
 
-Date DateOf(const std::string& block) {
+Date DateOf(const std::vector<HeaderField>& fields) {
   Date date;
-  for (const HeaderField& field : FieldsOf(block)) {
+  for (const HeaderField& field : fields) {
     if (!IsDateField(field.name)) continue;
     UtcDate* parsed = nullptr;
     date.present = true;
@@ -94,6 +94,19 @@ Date DateOf(const std::string& block) {
     break;
   }
   return date;
+}
+
+// The address fields of the block of which no address could be read: the record shows nothing of them.
+std::vector<HeaderField> UnreadableOf(const std::vector<HeaderField>& fields, const addr822& header) {
+  std::vector<HeaderField> unreadable;
+  for (const HeaderField& field : fields) {
+    for (const AddressRow& row : kAddresses) {
+      const HeaderAddressList* const list = header.*row.list;
+      const bool empty = list == nullptr || list->table == nullptr || list->table->count == 0;
+      if (empty && !field.value.empty() && SameText(row.shown, field.name)) unreadable.push_back(field);
+    }
+  }
+  return unreadable;
 }
 
 Header ReadHeader(const WorkingCopy& copy) {
@@ -126,24 +139,28 @@ class Printer {
   void Print(const Message822& message) {
     if (part_ != MessageTree::kNone) return PrintPart(message);
     const Header header = ReadHeader(*message.copy);
-    const Date date = DateOf(message.copy->HeaderBlock());
+    const std::vector<HeaderField> fields = FieldsOf(message.copy->HeaderBlock());
+    const Date date = DateOf(fields);
+    const std::vector<HeaderField> unreadable = UnreadableOf(fields, *header);
     if (json_) {
-      PrintJson(message, *header, date);
+      PrintJson(message, *header, date, unreadable);
     } else {
-      PrintPlain(message, *header, date);
+      PrintPlain(message, *header, date, unreadable);
     }
   }
 
  private:
   void PrintPart(const Message822& message);
-  void PrintPlain(const Message822& message, const addr822& header, const Date& date);
-  void PrintJson(const Message822& message, const addr822& header, const Date& date) const;
+  using Fields = std::vector<HeaderField>;
+  void PrintPlain(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable);
+  void PrintJson(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) const;
   void StartPlain(const Message822& message);
   void Line(const std::string& name, const std::string& value) const;
   void Addresses(const std::string& name, const HeaderAddressList* list) const;
   void DateLine(const addr822& header, const Date& date) const;
   std::string Text(std::string_view value) const { return decoded_ ? DecodedText(value) : std::string(value); }
   Json TextsJson(const ms* list) const;
+  Json FieldsJson(const Fields& fields) const;
   Json Start(const Message822& message) const;
 
   bool json_;
@@ -179,10 +196,11 @@ void Printer::DateLine(const addr822& header, const Date& date) const {
   Line("Date", header.date->text == nullptr ? date.original : header.date->text);
 }
 
-void Printer::PrintPlain(const Message822& message, const addr822& header, const Date& date) {
+void Printer::PrintPlain(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) {
   StartPlain(message);
   DateLine(header, date);
   for (const AddressRow& row : kAddresses) Addresses(row.shown, header.*row.list);
+  for (const HeaderField& field : unreadable) Line(field.name, "(no address can be read) " + Text(field.value));
   for (const TextRow& row : kTexts) {
     if (header.*row.value != nullptr) Line(row.shown, Text(header.*row.value));
   }
@@ -223,13 +241,25 @@ Json DateJson(const addr822& header, const Date& date) {
   return row;
 }
 
-void Printer::PrintJson(const Message822& message, const addr822& header, const Date& date) const {
+Json Printer::FieldsJson(const Fields& fields) const {
+  Json list = Json::array();
+  for (const HeaderField& field : fields) {
+    Json row;
+    PutText(&row, "name", field.name.empty() ? nullptr : field.name.c_str());
+    PutText(&row, "value", Text(field.value));
+    list.push_back(std::move(row));
+  }
+  return list;
+}
+
+void Printer::PrintJson(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) const {
   Json line = Start(message);
   line["date"] = DateJson(header, date);
   for (const AddressRow& row : kAddresses) {
     const HeaderAddressList* const list = header.*row.list;
     line[row.member] = AddressesJson(list == nullptr ? nullptr : list->table, decoded_);
   }
+  line["unreadable"] = FieldsJson(unreadable);
   for (const TextRow& row : kTexts) {
     if (header.*row.value == nullptr) {
       line[row.member] = nullptr;
@@ -256,13 +286,7 @@ void Printer::PrintPart(const Message822& message) {
     return;
   }
   Json line = Start(message);
-  line["fields"] = Json::array();
-  for (const HeaderField& field : fields) {
-    Json row;
-    PutText(&row, "name", field.name.empty() ? nullptr : field.name.c_str());
-    PutText(&row, "value", Text(field.value));
-    line["fields"].push_back(std::move(row));
-  }
+  line["fields"] = FieldsJson(fields);
   Out().Line(JsonText(line));
 }
 

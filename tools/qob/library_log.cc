@@ -37,7 +37,9 @@ void LibraryLog::Clear() {
 }
 
 std::string LibraryLog::LastProblem(const std::string& otherwise) const {
-  return problems_.empty() ? otherwise : problems_.back();
+  std::string text = problems_.empty() ? otherwise : problems_.back();
+  while (text.ends_with('.')) text.pop_back();
+  return text;
 }
 
 void LibraryLog::Take(void* self, std::int32_t level, const char* module, const char* text) {

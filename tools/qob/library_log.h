@@ -21,7 +21,7 @@ class LibraryLog {
   // The texts of level 1 since Clear, at most kKept of them, without the tracing of opened files.
   const std::vector<std::string>& problems() const { return problems_; }
   std::size_t problem_count() const { return problem_count_; }
-  // The last of them, or the other text.
+  // The last of them without its full stop, to stand inside a sentence, or the other text.
   std::string LastProblem(const std::string& otherwise) const;
   // True when a file was refused because another process holds it.
   bool SawBusyFile() const { return busy_; }

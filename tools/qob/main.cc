@@ -58,6 +58,7 @@ ExitCode GuardedRun(int count, char** words) {
   try {
     return Run(count, words);
   } catch (const Failure& failure) {
+    Out().FlushQuietly();
     Message(failure.what());
     return failure.code();
   } catch (const std::bad_alloc&) {

@@ -40,12 +40,20 @@ void Output::Line(std::string_view text) {
 }
 
 void Output::Flush() {
-  if (buffer_.empty()) return;
+  if (buffer_.empty() && error_ == 0) return;
   ClearProgress();
-  const int error = sys::WriteOut(buffer_);
+  if (error_ == 0) error_ = sys::WriteOut(buffer_);
   buffer_.clear();
-  if (error != 0) {
-    throw FatalFailure(ExitCode::kIo, "standard output: " + sys::ErrorText(error) + ": the output is not complete");
+  if (error_ != 0) {
+    throw FatalFailure(ExitCode::kIo, "standard output: " + sys::ErrorText(error_) + ": the output is not complete: free some space, or send it elsewhere");
+  }
+}
+
+void Output::FlushQuietly() noexcept {
+  try {
+    Flush();
+  } catch (...) {
+    // The next Write or Flush that is not quiet meets the same error and tells it.
   }
 }
 
@@ -55,6 +63,8 @@ Output& Out() {
 }
 
 void Message(std::string_view text) {
+  // On a terminal the two outputs stand in one place, so what was said before is shown before.
+  if (sys::IsTerminal(kStandardOutput)) Out().FlushQuietly();
   ClearProgress();
   sys::WriteMessage("qob: " + Visible(text) + "\n");
 }

@@ -18,9 +18,12 @@ class Output {
   void Write(std::string_view text);
   void Line(std::string_view text);
   void Flush();
+  // For the way out of a failure: an error is kept for the next Flush.
+  void FlushQuietly() noexcept;
 
  private:
   std::string buffer_;
+  int error_ = 0;  // of the first write that failed; nothing is written after it
 };
 
 Output& Out();
