@@ -41,6 +41,9 @@ class LogTest : public ::testing::Test {
 
   void Start(std::string_view log_section) const {
     spool_.SetIni("[Log]\n" + std::string(log_section));
+    StartAsSet();
+  }
+  static void StartAsSet() {
     spool::FillSite(spool::TheSite());
     StartLog();
   }
@@ -252,7 +255,7 @@ TEST_F(LogTest, FollowsAFileThatIsMovedAway) {
 TEST_F(LogTest, LinesOfManyProcessesAndThreadsStayWhole) {
   constexpr int kLines = 1500;
   const auto work = [&](char name) {
-    Start("");
+    StartAsSet();
     const auto write = [&](const std::string& who) {
       for (int i = 0; i < kLines; ++i) {
         LogMessage(6, "m", (who + std::to_string(i) + std::string(200, name)).c_str());
