@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -148,6 +149,8 @@ struct NamedKernel {
   Base64Kernel kernel;
 };
 
+void PrintTo(const NamedKernel& kernel, std::ostream* out) { *out << kernel.name; }
+
 std::vector<NamedKernel> Kernels() {
   std::vector<NamedKernel> kernels = {{"portable", &DecodeGroupsPortable}};
   if (Base64KernelSsse3() != nullptr) kernels.push_back({"ssse3", Base64KernelSsse3()});
@@ -238,7 +241,7 @@ TEST_P(Base64Kernels, AgreeWithThePlainDecoderOnAnyText) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Base64Kernels, ::testing::ValuesIn(Kernels()),
+INSTANTIATE_TEST_SUITE_P(Each, Base64Kernels, ::testing::ValuesIn(Kernels()),
                          [](const auto& kernel) { return std::string(kernel.param.name); });
 
 TEST(Base64, UsesAVectorKernelWhereThereIsOne) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -117,6 +118,8 @@ struct NamedKernel {
   QuotedPrintableKernel kernel;
 };
 
+void PrintTo(const NamedKernel& kernel, std::ostream* out) { *out << kernel.name; }
+
 std::vector<NamedKernel> Kernels() {
   std::vector<NamedKernel> kernels = {{"portable", &CopyPlainPortable}};
   if (QuotedPrintableKernelSse2() != nullptr)
@@ -186,7 +189,7 @@ TEST_P(QuotedPrintableKernels, AgreeWithThePlainDecoderOnAnyText) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, QuotedPrintableKernels, ::testing::ValuesIn(Kernels()),
+INSTANTIATE_TEST_SUITE_P(Each, QuotedPrintableKernels, ::testing::ValuesIn(Kernels()),
                          [](const auto& kernel) { return std::string(kernel.param.name); });
 
 }  // namespace
