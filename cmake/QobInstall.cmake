@@ -1,4 +1,4 @@
-# What `cmake --install` puts where: libraries, headers, pkg-config file, CMake package, and what the command line adds.
+# What `cmake --install` puts where: libraries, headers, pkg-config file, CMake package. The command line installs itself.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qob3xapi)
@@ -26,12 +26,3 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qob3xapiConfigVersion.cma
 install(FILES ${PROJECT_BINARY_DIR}/qob3xapiConfig.cmake ${PROJECT_BINARY_DIR}/qob3xapiConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 install(EXPORT qob3xapiTargets NAMESPACE qob3xapi:: DESTINATION ${package_dir} COMPONENT development)
-
-# The command line with its man pages and completions.
-if(TARGET qob)
-  file(RELATIVE_PATH libraries_from_bin /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(qob PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
-  install(TARGETS qob RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
-  file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
-  install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
-endif()

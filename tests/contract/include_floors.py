@@ -59,7 +59,7 @@ unordered_set utility valarray variant vector version
 cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib
 cstring ctime cuchar cwchar cwctype
 assert.h ctype.h errno.h inttypes.h limits.h stdbool.h stddef.h stdint.h stdio.h stdlib.h string.h time.h
-emmintrin.h immintrin.h
+emmintrin.h immintrin.h smmintrin.h tmmintrin.h wmmintrin.h
 """.split())
 
 # The only files of the command line that may ask the system themselves.
@@ -132,10 +132,11 @@ class House:
         self.error(path, f"<{name}> is a header of the system; only platform/os may include it")
 
     def check_quoted(self, path, name):
-        beside = os.path.normpath(os.path.join(os.path.dirname(path), name))
-        if not path.startswith("src/") and os.path.exists(os.path.join(self.root, beside)):
-            self.edges[path].append(beside)
-            return
+        for base in (os.path.dirname(path), "tools/qob"):
+            beside = os.path.normpath(os.path.join(base, name))
+            if path.startswith(("tools/", "examples/")) and os.path.exists(os.path.join(self.root, beside)):
+                self.edges[path].append(beside)
+                return
         target = self.resolve(name)
         if target is None:
             self.error(path, f'"{name}" is not found below src/ or include/')
