@@ -1,6 +1,7 @@
 // What an address list means: every form of an address, what a bad one costs, and what the table
 // says about each.
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -236,6 +237,32 @@ TEST(AddressParse, GroupOfManyMembersStaysOneAddress) {
   std::string list = "G: m@x";
   for (int i = 0; i < 2000; ++i) list += ", m@x";
   EXPECT_EQ(Addresses(list + ";"), Strings{list + ";"});
+}
+
+std::string Repeat(std::string_view piece, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+TEST(AddressParse, HundredThousandAddresses) {
+  Table table;
+  EXPECT_EQ(table.Parse(Repeat("J. Doe <j@x.example> (c), ", 100000)), 100000);
+  EXPECT_STREQ(table.get()->tail->address, "j@x.example");
+}
+
+TEST(AddressParse, HundredThousandNestedComments) {
+  const std::string nested = Repeat("(", 100000) + Repeat(")", 100000);
+  EXPECT_EQ(ParseList("a@b " + nested)[0].comment, std::string(255, '('));
+  EXPECT_EQ(Addresses("a@b " + nested.substr(1)), Strings{});
+  EXPECT_EQ(Addresses(nested + " a@b"), Strings{"a@b"});
+}
+
+TEST(AddressParse, ManyOpenBracketsCostOneAddressEach) {
+  EXPECT_EQ(Addresses(Repeat("(, ", 100000) + "a@b"), Strings{"a@b"});
+  EXPECT_EQ(Addresses(Repeat("[, ", 100000) + "a@b"), Strings{"a@b"});
+  EXPECT_EQ(Addresses(Repeat("<, ", 100000) + "a@b"), Strings{"a@b"});
+  EXPECT_EQ(Addresses(Repeat(",", 1000000) + "a@b"), Strings{"a@b"});
 }
 
 TEST(AddressParse, FirstWordOfAnOrdinarySentenceIsAnAddress) {

@@ -327,6 +327,18 @@ TEST_F(HeaderReader, FreeSetsEveryFieldToNull) {
 
 // ---- any bytes
 
+TEST_F(HeaderReader, HeaderOfTenMegabytes) {
+  std::string header;
+  while (header.size() < 10'000'000) {
+    header += "To: " + std::string(50, 't') +
+              "@x.example, \"odd\r\nX-long: " + std::string(3000, 'l') + "\r\n\tfold\r\n(: y\r\n";
+  }
+  EXPECT_EQ(Read(header), 1);
+  EXPECT_EQ(record_.to->table->count, 0U);
+  EXPECT_EQ(Texts(record_.otherHeaders).size() % 2, 0U);
+  EXPECT_EQ(getfpos(file_), static_cast<int32_t>(header.size()));
+}
+
 TEST_F(HeaderReader, SurvivesEveryTruncation) {
   using std::string_literals::operator""s;
   const std::string header =
