@@ -7,7 +7,7 @@
 set -eu
 
 build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev"
-test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils"
+test="$build libgtest-dev bison clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils"
 bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3"
 
 case "${1-}" in

@@ -58,7 +58,7 @@ class HeaderReader {
   std::string field_;           // what has been collected of the field at hand
   std::size_t line_begin_ = 0;  // where the text of the line at hand begins in it
   bool inside_line_ = false;    // the next piece continues the line at hand
-  std::int32_t position_ = -1;  // in the file, -1 when not known
+  std::int64_t position_ = -1;  // in the file, -1 when not known
 };
 
 bool HeaderReader::Read() {
@@ -95,13 +95,13 @@ Piece HeaderReader::Measure(const char* line) {
   if (piece.text.ends_with('\n')) {
     piece.text.remove_suffix(1);
   } else {
-    const std::int32_t now = getfpos(file_);
-    if (position_ >= 0 && now > position_ && now - position_ <= static_cast<int>(kPieceLimit)) {
+    const std::int64_t now = getfpos(file_);
+    if (position_ >= 0 && now > position_ && now - position_ <= std::int64_t{kPieceLimit}) {
       size = static_cast<std::size_t>(now - position_);
     }
     piece.ends_line = size < kPieceLimit || line[size - 1] == '\n';
   }
-  if (position_ >= 0) position_ += static_cast<std::int32_t>(size);
+  if (position_ >= 0) position_ += static_cast<std::int64_t>(size);
   return piece;
 }
 
