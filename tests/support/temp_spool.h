@@ -71,12 +71,12 @@ class TempSpool {
     all << in.rdbuf();
     return all.str();
   }
-  // Names in the temporary directory, the counter file left out.
+  // Names in the temporary directory, the counter files and the log left out.
   std::vector<std::string> TempFiles() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(temp())) {
       const std::string name = entry.path().filename().string();
-      if (name != "tmpcnt.$$$" && name != "unique.$$$") names.push_back(name);
+      if (name != "tmpcnt.$$$" && name != "unique.$$$" && name != "twmta.log") names.push_back(name);
     }
     return names;
   }
