@@ -165,6 +165,15 @@ TEST_F(Counter, TakesADirectoryWithBackslashes) {
   EXPECT_TRUE(std::filesystem::exists(unique()));
 }
 
+TEST_F(Counter, ALinkIsNeverCountedIn) {
+  const std::string target = spool_.File("target", "precious");
+  std::filesystem::create_symlink(target, unique());
+  std::filesystem::create_symlink(target, temporary());
+  EXPECT_EQ(NextOne(), -1);
+  EXPECT_EQ(NextTemp(), -1);
+  EXPECT_EQ(TempSpool::Read(target), "precious");
+}
+
 TEST_F(Counter, OnlyARefusalToShareIsWaitedFor) {
   NextOne();
   NextTemp();

@@ -12,7 +12,6 @@ namespace {
 
 struct Connection {
   bool open = false;
-  bool filled_site = false;  // no start-up call has read the directories: this one did
   char client[32] = "";
 };
 constinit Connection connection;
@@ -28,9 +27,9 @@ bool QueueStands(const char* config_file) {
 
 extern "C" int32_t MQInit(const char* host, const char* clientName) {
   qob::spool::Site& site = qob::spool::TheSite();
-  if (!site.filled || connection.filled_site) {
-    connection.filled_site = true;
+  if (!site.filled) {
     qob::spool::FillSite(site);
+    site.filled = false;  // by start-up; until then each call reads the directories again
   }
   std::snprintf(connection.client, sizeof connection.client, "%s",
                 clientName == nullptr ? "" : clientName);

@@ -40,6 +40,7 @@ struct OpenMode {
   Create create = Create::kOpenExisting;
   bool sequential = false;
   int wait_ms = 0;  // how long a sharing refusal is waited for: 0 not at all, kWaitForever
+  bool through_links = true;  // an existing file may be reached through a symbolic link
 };
 
 // path in library form. Directories are refused; special files get no share locks. New files have mode 0600 and are never

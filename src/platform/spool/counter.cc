@@ -57,6 +57,7 @@ os::Result<os::Handle> OpenCounter(const CounterPath& path, int wait_ms) {
   mode.access = os::Access::kReadWrite;
   mode.share = os::Share::kNone;
   mode.wait_ms = wait_ms;
+  mode.through_links = false;  // others may make files in this directory too
   return os::OpenFile(path.view(), mode);
 }
 

@@ -11,12 +11,12 @@ struct Site {
   char temp_dir[260] = "";
   char install_dir[260] = "";
   char log_file[32] = "";      // "twmta.log"
-  bool filled = false;         // directories were read
+  bool filled = false;         // start-up has read the directories
 };
 
 // The process's own record; never moves.
 Site& TheSite();
-// Reads configuration file name, directories and log file name from the profile file (not the client name).
+// Start-up's part: sets configuration and log file name and reads the directories (not the client name).
 void FillSite(Site& site);
 
 }  // namespace qob::spool

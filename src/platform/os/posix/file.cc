@@ -86,8 +86,9 @@ class Attempt {
 
 int Attempt::OpenDescriptor(int access) {
   int flags = access | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  if (mode_.create == Create::kAlways) flags |= O_CREAT | O_NOFOLLOW;
-  if (mode_.create == Create::kNew) flags |= O_CREAT | O_EXCL | O_NOFOLLOW;
+  if (!mode_.through_links || mode_.create != Create::kOpenExisting) flags |= O_NOFOLLOW;
+  if (mode_.create != Create::kOpenExisting) flags |= O_CREAT;
+  if (mode_.create == Create::kNew) flags |= O_EXCL;
   fd_ = System(Call::kOpen, name_.view(), [&] { return open(name_.c_str(), flags, 0600); });
   return fd_ < 0 ? errno : 0;
 }
