@@ -73,7 +73,7 @@ QOBAPI int32_t filecreate(const char* path, uint32_t flags, int32_t buffered);
 QOBAPI int32_t fileclose(int32_t handle);
 /* QOB_getline - the next line of an open file.
  * Shape   *linePointer: the bytes as they stand, line feed included, at most 1024, NUL-terminated; a longer line comes in
- *         pieces. The exported symbol getline is the same call: see the note below.
+ *         pieces. The exported symbol getline@QOB3X_1 is the same call; who just says getline still gets the C library's.
  * Units   handle: as returned by fileopen or filecreate.
  * Owner   the file object keeps the buffer; good until the next line read or the close of the same file.
  * Result  1 a line, also a last one without line feed; 0 end of file; -1 read error (logged), unknown handle or null
