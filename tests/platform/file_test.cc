@@ -309,16 +309,17 @@ TEST_F(Files, HandlesAreClosedOnExecAndBlocking) {
   }
 }
 
-TEST_F(Files, OpenForReadingInThreeHookedCalls) {
+TEST_F(Files, OpenForReadingInFourCallsAndCloseInOne) {
   Make("data");
   const testing::CallCounter calls;
   const Result<Handle> opened = OpenFile(path_, kReadsBesideAll);
   EXPECT_EQ(calls.of(Call::kOpen), 1);
   EXPECT_EQ(calls.of(Call::kStat), 1);
   EXPECT_EQ(calls.of(Call::kLock), 1);
-  EXPECT_EQ(calls.all(), 3);
-  CloseFile(opened.value);
+  EXPECT_EQ(calls.of(Call::kMode), 1);
   EXPECT_EQ(calls.all(), 4);
+  CloseFile(opened.value);
+  EXPECT_EQ(calls.all(), 5);
 }
 
 TEST_F(Files, ThatMayOnlyBeWrittenAreWrittenAndStillExcludeWriters) {
@@ -488,7 +489,7 @@ TEST_F(Files, AFullDiskIsReported) {
 
 TEST_F(Files, EveryFailingCallOfAnOpenIsItsError) {
   Make("data");
-  for (const Call call : {Call::kOpen, Call::kStat, Call::kLock}) {
+  for (const Call call : {Call::kOpen, Call::kStat, Call::kLock, Call::kMode}) {
     for (const OpenMode& mode : {kReadsBesideAll, kWrites, kAlone, kCreates}) {
       testing::FailEachCall(
           call,

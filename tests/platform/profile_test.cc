@@ -433,6 +433,31 @@ TEST_F(Profile, WritesThroughALinkAndKeepsModeAndOwner) {
   EXPECT_EQ(status.st_gid, root ? 65533u : getegid());
 }
 
+TEST_F(Profile, ANewFileCanBeReadByEveryProgram) {
+  const int result = testing::InChild([&] {
+    umask(022);
+    return WriteProfile("S", "k", "1", "test.ini") ? 0 : 1;
+  });
+  ASSERT_EQ(result, 0);
+  struct stat status {};
+  ASSERT_EQ(stat(path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644u);
+}
+
+TEST_F(Profile, RefusesToTakeAFileFromItsOwner) {
+  Set("[S]\nk=1\n");
+  ASSERT_EQ(chmod(spool_.root().c_str(), 0755), 0);
+  ASSERT_EQ(chmod(spool_.config().c_str(), 0777), 0);
+  ASSERT_EQ(chmod(path().c_str(), 0666), 0);
+  const int result = WithoutPrivileges([&] {
+    if (geteuid() != 65534) return testing::kNotPossible;
+    return WriteProfile("S", "k", "2", "test.ini") ? 1 : 0;
+  });
+  EXPECT_TRUE(result == 0 || result == testing::kNotPossible) << result;
+  EXPECT_EQ(text(), "[S]\nk=1\n");
+  EXPECT_EQ(Names(), std::vector<std::string>{"test.ini"});
+}
+
 TEST_F(Profile, DoesNotWriteThroughALinkThatLeadsNowhere) {
   std::filesystem::create_symlink(spool_.path("nowhere"), path());
   EXPECT_FALSE(WriteProfile("S", "k", "2", "test.ini"));
@@ -458,7 +483,7 @@ TEST_F(Profile, IsRefusedWhereTheSystemRefuses) {
 
 TEST_F(Profile, KeepsTheOldFileWhenAnyCallFails) {
   for (const Call call : {Call::kOpen, Call::kStat, Call::kRead, Call::kWrite, Call::kFlush,
-                          Call::kRename, Call::kClose, Call::kLock}) {
+                          Call::kRename, Call::kClose, Call::kLock, Call::kAccess, Call::kMode}) {
     testing::FailEachCall(
         call,
         [&] {

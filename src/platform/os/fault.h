@@ -5,7 +5,8 @@
 
 namespace qob::os {
 
-enum class Call { kOpen, kClose, kRead, kWrite, kSeek, kStat, kFlush, kRename, kRemove, kList, kAccess, kLock };
+// kMode: flags, mode or owner of an open file.
+enum class Call { kOpen, kClose, kRead, kWrite, kSeek, kStat, kFlush, kRename, kRemove, kList, kAccess, kLock, kMode };
 
 // Returns 0 to let the call go on, else the error number it shall fail with. path is "" where only a handle is known.
 using FaultHook = int (*)(Call call, std::string_view path);

@@ -19,7 +19,9 @@ Result<Handle> OpenForAppend(std::string_view path) {
   });
   if (fd < 0) return {kNoHandle, errno};
   if (fd <= kStandardError) {
-    const int higher = fcntl(fd, F_DUPFD_CLOEXEC, static_cast<int>(kStandardError) + 1);
+    const int higher = System(Call::kOpen, name.view(), [&] {
+      return fcntl(fd, F_DUPFD_CLOEXEC, static_cast<int>(kStandardError) + 1);
+    });
     const int error = errno;
     close(fd);
     if (higher < 0) return {kNoHandle, error};
@@ -37,11 +39,12 @@ Result<std::size_t> AppendOnce(Handle file, const void* from, std::size_t size) 
 
 bool LeadsTo(std::string_view path, Handle file) {
   const NativeName name(path);
+  if (name.error() != 0) return false;
   struct stat by_name {};
   struct stat by_handle {};
-  return name.error() == 0 && stat(name.c_str(), &by_name) == 0 &&
-         fstat(static_cast<int>(file), &by_handle) == 0 && by_name.st_dev == by_handle.st_dev &&
-         by_name.st_ino == by_handle.st_ino;
+  return System(Call::kStat, name.view(), [&] { return stat(name.c_str(), &by_name); }) == 0 &&
+         System(Call::kStat, {}, [&] { return fstat(static_cast<int>(file), &by_handle); }) == 0 &&
+         by_name.st_dev == by_handle.st_dev && by_name.st_ino == by_handle.st_ino;
 }
 
 }  // namespace qob::os

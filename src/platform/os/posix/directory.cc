@@ -53,12 +53,12 @@ int CopyInto(const NativeName& from, const NativeName& to, bool replace, bool du
     return open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
   });
   if (source < 0) return errno;
-  int error = fstat(source, &status) == 0 ? 0 : errno;
+  int error = Outcome(Call::kStat, from.view(), [&] { return fstat(source, &status); });
   if (error == 0 && !S_ISREG(status.st_mode)) error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
   NewFile copy;
   if (error == 0) error = copy.CreateBeside(to.view());
   if (error == 0) error = copy.CopyFrom(source);
-  if (error == 0) error = fchmod(copy.fd(), status.st_mode & 07777) == 0 ? 0 : errno;
+  if (error == 0) error = copy.SetMode(status.st_mode & 07777);
   if (error == 0 && durable) error = copy.Flush();
   if (error == 0) error = copy.Close();
   if (error == 0) error = replace ? copy.Replace(to) : copy.BecomeNew(to);

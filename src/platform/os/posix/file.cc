@@ -95,7 +95,8 @@ int Attempt::OpenDescriptor(int access) {
 
 // 0, 1 and 2 belong to the standard streams, also when they are closed.
 int Attempt::MoveUp() {
-  const int higher = fcntl(fd_, F_DUPFD_CLOEXEC, kFirstHandle);
+  const int higher =
+      System(Call::kOpen, name_.view(), [&] { return fcntl(fd_, F_DUPFD_CLOEXEC, kFirstHandle); });
   if (higher < 0) return errno;
   close(fd_);
   fd_ = higher;
@@ -116,7 +117,7 @@ int Attempt::Open() {
   if (S_ISDIR(status_.st_mode)) return EISDIR;
   regular_ = S_ISREG(status_.st_mode);
   const int kept = (write_only_ ? O_WRONLY : mode_.access == Access::kRead ? O_RDONLY : O_RDWR);
-  return fcntl(fd_, F_SETFL, kept) < 0 ? errno : 0;
+  return Outcome(Call::kMode, name_.view(), [&] { return fcntl(fd_, F_SETFL, kept); });
 }
 
 int Attempt::SetLock(short type, off_t start, off_t count, bool wait) {

@@ -37,7 +37,7 @@ NewFile::~NewFile() {
   if (standing_) unlink(name_);
 }
 
-int NewFile::CreateBeside(std::string_view native) {
+int NewFile::CreateBeside(std::string_view native, mode_t mode) {
   const std::string_view directory = DirectoryPart(native);
   for (int round = 0; round < kNameTries; ++round) {
     const int length =
@@ -45,7 +45,7 @@ int NewFile::CreateBeside(std::string_view native) {
                       directory.data(), static_cast<int>(getpid()), ++g_counter);
     if (length >= static_cast<int>(sizeof name_)) return ENAMETOOLONG;
     fd_ = System(Call::kOpen, name_, [&] {
-      return open(name_, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW, 0600);
+      return open(name_, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW, mode);
     });
     if (fd_ >= 0) {
       standing_ = true;
@@ -81,6 +81,14 @@ int NewFile::CopyFrom(int source) {
     if (count == 0) return CopyByHand(source);
     if (count < 0) return MustCopyByHand(errno) ? CopyByHand(source) : errno;
   }
+}
+
+int NewFile::SetMode(mode_t mode) {
+  return Outcome(Call::kMode, name_, [&] { return fchmod(fd_, mode); });
+}
+
+int NewFile::SetOwner(uid_t user, gid_t group) {
+  return Outcome(Call::kMode, name_, [&] { return fchown(fd_, user, group); });
 }
 
 int NewFile::Flush() {

@@ -2,6 +2,7 @@
 // leaves nothing behind.
 #pragma once
 #include <string_view>
+#include <sys/types.h>
 
 #include "platform/os/posix/native_name.h"
 
@@ -14,19 +15,20 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // Each gives 0 or the error. `native` is the later place; the file has mode 0600.
-  int CreateBeside(std::string_view native);
+  // Each gives 0 or the error. `native` is the later place; `mode` as far as the process's mask
+  // lets it.
+  int CreateBeside(std::string_view native, mode_t mode = 0600);
   int Write(std::string_view bytes);
   // Everything of an open file from its start on.
   int CopyFrom(int source);
+  int SetMode(mode_t mode);
+  int SetOwner(uid_t user, gid_t group);
   int Flush();
   int Close();
   // Takes the place of what stands there.
   int Replace(const NativeName& place);
   // Fails with EEXIST when anything stands there.
   int BecomeNew(const NativeName& place);
-
-  int fd() const { return fd_; }
 
  private:
   int CopyByHand(int source);

@@ -20,6 +20,8 @@ constexpr std::int64_t kSecond = 1000000000;
 // File times tick every few milliseconds only; a file this old shows every later write.
 constexpr std::int64_t kStillAfter = 2 * kSecond;
 constexpr int kLockWaitMs = 30000;
+// Settings are for every program of the mail system, whoever wrote the first of them.
+constexpr mode_t kNewFileMode = 0644;
 
 std::int64_t Nanoseconds(const timespec& time) {
   return std::int64_t{time.tv_sec} * kSecond + time.tv_nsec;
@@ -88,8 +90,12 @@ ProfileUpdate::~ProfileUpdate() {
 }
 
 int ProfileUpdate::Resolve(const NativeName& name) {
-  if (realpath(name.c_str(), place_) != nullptr) return 0;
-  if (errno != ENOENT) return errno;
+  const char* resolved = nullptr;
+  const int error = Outcome(Call::kStat, name.view(), [&] {
+    resolved = realpath(name.c_str(), place_);
+    return resolved == nullptr ? -1 : 0;
+  });
+  if (error != ENOENT) return error;
   struct stat status {};
   // A link that leads nowhere is not written through.
   if (lstat(name.c_str(), &status) == 0) return ENOENT;
@@ -119,21 +125,26 @@ Result<LoadedFile> ProfileUpdate::Load(std::size_t limit) const {
 }
 
 int ProfileUpdate::Replace(std::string_view bytes) {
+  const NativeName place(place_);
   struct stat old {};
-  const bool stands = stat(place_, &old) == 0;
+  int error = Outcome(Call::kStat, place.view(), [&] { return stat(place_, &old); });
+  if (error != 0 && error != ENOENT) return error;
+  const bool stands = error == 0;
   // A file that may not be written is not replaced either.
-  if (stands && faccessat(AT_FDCWD, place_, W_OK, AT_EACCESS) != 0) return errno;
-  NewFile file;
-  int error = file.CreateBeside(place_);
-  if (error == 0) error = file.Write(bytes);
-  if (error == 0 && stands) {
-    if (fchown(file.fd(), old.st_uid, old.st_gid) != 0) error = errno;
-    if (error == 0 && fchmod(file.fd(), old.st_mode & 07777) != 0) error = errno;
+  if (stands) {
+    error = Outcome(Call::kAccess, place.view(),
+                    [&] { return faccessat(AT_FDCWD, place_, W_OK, AT_EACCESS); });
+    if (error != 0) return error;
   }
+  NewFile file;
+  error = file.CreateBeside(place.view(), stands ? 0600 : kNewFileMode);
+  if (error == 0) error = file.Write(bytes);
+  if (error == 0 && stands) error = file.SetOwner(old.st_uid, old.st_gid);
+  if (error == 0 && stands) error = file.SetMode(old.st_mode & 07777);
   if (error == 0) error = file.Flush();
   if (error == 0) error = file.Close();
-  if (error == 0) error = file.Replace(NativeName(place_));
-  if (error == 0) FlushDirectoryOf(place_);
+  if (error == 0) error = file.Replace(place);
+  if (error == 0) error = FlushDirectoryOf(place.view());
   return error;
 }
 
