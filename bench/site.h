@@ -1,22 +1,16 @@
-// A configuration of our own for the library while it is measured: temporary files go where the
-// peers write.
+// The configuration that the library is measured with: temporary files go where the peers write.
 #pragma once
-
-#include <filesystem>
 
 namespace bench {
 
+// Starts the library with "site/twmta.ini" of the output directory, which compare writes and lets rest: a file that changed
+// less than two seconds ago is read anew by every call, as no site's file is.
 class Site {
  public:
-  // Writes "twmta.ini" beside the output directory, points QOB_CONFIG_DIR at it and starts the
-  // library.
   Site();
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
   ~Site();
-
- private:
-  std::filesystem::path directory_;
 };
 
 }  // namespace bench
