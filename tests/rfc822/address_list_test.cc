@@ -160,6 +160,12 @@ TEST(AddressParse, DottedPhraseOfASecondGroupMemberRejectsTheGroup) {
   EXPECT_EQ(Addresses("G: A. One <a@b>, B. Two <b@y>;, z@z"), Strings{"z@z"});
 }
 
+// So does the comma behind a member that has none.
+TEST(AddressParse, DottedPhraseBehindALocalNameRejectsTheGroup) {
+  EXPECT_EQ(Addresses("G: joe, B Two <b@y>;"), Strings{"G: joe, b@y;"});
+  EXPECT_EQ(Addresses("G: joe, B. Two <b@y>;"), Strings{});
+}
+
 TEST(AddressParse, DotsBelongToWordsAgainInTheNextAddress) {
   EXPECT_EQ(Addresses("a.b@c.d, J. Doe <e.f@g>"), (Strings{"a.b@c.d", "e.f@g"}));
 }
