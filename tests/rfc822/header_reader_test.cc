@@ -155,6 +155,12 @@ TEST_F(HeaderReader, LongContinuationIsOneContinuation) {
   EXPECT_EQ(Text(record_.subject), "a\r\n\t" + rest + "\r\n\tb");
 }
 
+TEST_F(HeaderReader, LongContinuationBehindABareLineFeedLosesNothing) {
+  const std::string rest = Fill("", 1500);
+  Read("Subject: a\n " + rest + "\n b\n\n");
+  EXPECT_EQ(Text(record_.subject), "a\r\n\t" + rest + "\r\n\tb");
+}
+
 TEST_F(HeaderReader, LongLineKeepsItsWhiteSpaceWherePiecesMeet) {
   const std::string line = Fill("Subject: ", 1022) + " \t \tend";
   Read(line + "\r\n\r\n");
