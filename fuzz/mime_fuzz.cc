@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -30,8 +31,10 @@ namespace fs = std::filesystem;
 constexpr QOB_OSHANDLE kOwnFile = -1;
 constexpr std::int32_t kExtractedParts = 40;
 
-void Require(bool claim) {
-  if (!claim) std::abort();
+void Require(bool claim, unsigned line = __builtin_LINE()) {
+  if (claim) return;
+  std::fprintf(stderr, "line %u does not hold\n", line);
+  std::abort();
 }
 
 void NoLog(void*, std::int32_t, const char*, const char*) {}
