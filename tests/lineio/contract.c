@@ -1,4 +1,5 @@
 /* Line I/O as a C program uses it. Each function gives 0, or the number of the line where it found a fault. */
+#define _POSIX_C_SOURCE 200809L  /* the three-argument getline */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -2,12 +2,14 @@
 #include "util/uudecode.h"
 
 #include <cstdlib>
+#include <random>
 
 #include <qob3xapi/lineio.h>
 
 #include "frame/heap.h"
 #include "support/exact_copy.h"
 #include "support/temp_spool.h"
+#include "util/naive_uudecode.h"
 #include "util/util_support.h"
 
 namespace qob::testing {
@@ -241,6 +243,33 @@ TEST_F(Uudecode, TruncationAtEveryByteDoesNoHarm) {
     EXPECT_EQ(decoded.result, size >= text.size() - 2 ? 1 : 0) << size;
     EXPECT_LE(decoded.bytes.size(), 64U);
   }
+}
+
+// Texts made of the words that matter, in any order.
+TEST_F(Uudecode, AgreesWithTheNaiveDecoder) {
+  const std::string words[] = {"begin 644 n", "Begin 1  two words ",
+                               "end",         "END ",
+                               "end x",       "#0V%T",
+                               "`",           " ",
+                               "\r",          "\n",
+                               "\n",          "\r\n",
+                               "\n",          "M5555",
+                               "___",         "\xFF\xE1"};
+  std::mt19937 random(3);
+  int complete = 0;
+  for (int round = 0; round < 3000; ++round) {
+    std::string text = random() % 2 == 0 ? "begin 644 n\n" : "";
+    for (std::size_t i = random() % 20; i > 0; --i) text += words[random() % std::size(words)];
+    if (random() % 50 == 0) text.insert(text.size() / 2, std::string(random() % 3000, 'x'));
+    const NaiveBlock naive = NaiveUudecode::Decode(text);
+    const Decoded decoded = Decode(text);
+    ASSERT_EQ(decoded.result == 1, naive.complete) << text;
+    ASSERT_EQ(decoded.bytes, naive.bytes) << text;
+    ASSERT_EQ(decoded.name, naive.name.empty() ? "(none)" : naive.name) << text;
+    ASSERT_EQ(static_cast<std::size_t>(decoded.position), naive.consumed) << text;
+    complete += decoded.result;
+  }
+  EXPECT_GT(complete, 100);
 }
 
 TEST_F(Uudecode, PiecesOfExactSizeAreNotReadPast) {
