@@ -55,6 +55,8 @@ std::uint64_t AllocatedBytes() { return state.bytes; }
 
 using qob::testing::MustFail;
 
+// Visible, because shared libraries without a version for the C library's names (built with a sanitizer) are wrapped as well.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __wrap_malloc(std::size_t size) { return MustFail(size) ? nullptr : __real_malloc(size); }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
@@ -64,6 +66,7 @@ void* __wrap_realloc(void* block, std::size_t size) {
   return MustFail(size) ? nullptr : __real_realloc(block, size);
 }
 }
+#pragma GCC visibility pop
 
 namespace {
 void* NewOrThrow(std::size_t size) {
