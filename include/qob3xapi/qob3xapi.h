@@ -1,3 +1,7 @@
+/* Every header of the library at once.
+ *
+ * Each may also be included alone. Conventions for strings, ownership, errors and threads that hold for all of them are in
+ * docs/memory-and-threads.md. */
 #ifndef QOB3XAPI_QOB3XAPI_H
 #define QOB3XAPI_QOB3XAPI_H
 #include <qob3xapi/frame.h>
