@@ -2,23 +2,24 @@
 // itself.
 #include "charset/header_encoder.h"
 
+#include <array>
 #include <new>
 
 #include "charset/word_encoder.h"
+#include "platform/os/ascii.h"
 #include "rfc822/address_list.h"
 
 namespace qob {
 namespace {
 
-void StripTrailingBlanks(std::string* text, std::size_t keep) {
+void StripTrailingBlanks(TextBuffer* text, std::size_t keep) {
   while (text->size() > keep && text->back() == ' ') text->pop_back();
 }
 
 // Alternates between text and comments; a comment ends at the first ")".
 std::string EncodeWithComments(std::string_view text, const EncodingSettings& settings) {
   const WordStyle style(settings.charset, settings.base64);
-  std::string result;
-  result.reserve(3 * text.size() / 2 + style.prefix.size() + 16);
+  TextBuffer result;
   WordEncoder encoder(style, &result);
   for (;;) {
     const std::size_t open = text.find('(');
@@ -27,14 +28,36 @@ std::string EncodeWithComments(std::string_view text, const EncodingSettings& se
     const std::size_t start = result.size();
     encoder.Append(text.substr(0, open));
     StripTrailingBlanks(&result, start);
-    result.append(settings.tight_comments ? "(" : " (");
+    result.Append(settings.tight_comments ? "(" : " (");
     encoder.Append(text.substr(open + 1, close - open - 1));
-    result.push_back(')');
+    result.Append(')');
     text.remove_prefix(close + 1);
   }
   encoder.Append(text);
   StripTrailingBlanks(&result, 1);
-  return result;
+  return std::string(result.view());
+}
+
+// False for several words without any of the characters that make an address of more than one: free
+// text like most subjects, which need not be parsed.
+bool MayBeAddress(std::string_view text) {
+  constexpr auto kSpecial = [] {
+    std::array<bool, 256> table{};
+    for (char c : std::string_view("@<>:;,\"([")) table[static_cast<unsigned char>(c)] = true;
+    return table;
+  }();
+  bool word_begun = false;
+  bool word_ended = false;
+  bool several_words = false;
+  for (char c : text) {
+    const unsigned char byte = static_cast<unsigned char>(c);
+    if (kSpecial[byte]) return true;
+    const bool space = ascii::IsSpace(byte);
+    several_words |= word_ended && !space;
+    word_ended |= word_begun && space;
+    word_begun |= !space;
+  }
+  return !several_words;
 }
 
 // One address, and nothing but it. A comment that was cut to its limit is not all of the text
@@ -98,6 +121,7 @@ std::string EncodeHeaderText(std::string_view text, const EncodingSettings& sett
 
 std::string EncodeHeaderValue(std::string_view value, const EncodingSettings& settings) {
   if (!HasEightBit(value)) return std::string(value);
+  if (!MayBeAddress(value)) return EncodeHeaderText(value, settings);
   std::string copy(value);  // reading a list writes blanks over escaped quotes
   AddressList list(copy);
   ParsedAddress address;

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
+#include "rfc822/address_list.h"
 #include "support/exact_copy.h"
 
 namespace qob {
@@ -122,6 +124,26 @@ TEST(HeaderValue, TakesTextWithSeveralItemsForFreeText) {
             Q("Gr=FC=DFe=2C") + " Otto");
   EXPECT_EQ(Value("\"odd \xFC"), "\"odd " + Q("=FC"));
 }
+
+// Values without any character that joins words to an address are not parsed at all: no list reader
+// may find one in them.
+TEST(HeaderValue, TakesSeveralBareWordsForFreeText) {
+  std::minstd_rand random(822);
+  const std::string_view pieces[] = {"a", ".",  "\xFC", " ",   "\t",   "\r\n ", ")",
+                                     "]", "\\", "'",    "b.c", "\x7F", "\v"};
+  for (int round = 0; round < 20000; ++round) {
+    std::string text = "x";
+    for (auto n = random() % 8; n > 0; --n) text += pieces[random() % std::size(pieces)];
+    text += " y\xFC";
+    std::string copy = text;
+    AddressList list(copy);
+    ParsedAddress address;
+    EXPECT_FALSE(list.Next(&address)) << text;
+    EXPECT_EQ(Value(text), Text(text));
+  }
+}
+
+TEST(HeaderValue, TrimsASingleWord) { EXPECT_EQ(Value(" K\xF6ln "), Q("K=F6ln")); }
 
 TEST(HeaderValue, TakesAnAddressWithTwoCommentsForFreeText) {
   EXPECT_EQ(Value("a@b (\xFC) (x)"), "a@b (" + Q("=FC") + ") (x)");

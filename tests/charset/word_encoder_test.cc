@@ -26,9 +26,9 @@ std::string Times(std::size_t count, std::string_view piece) {
 std::string Encode(std::string_view text, bool base64 = false,
                    std::string_view charset = "ISO-8859-1") {
   const WordStyle style(charset, base64);
-  std::string out;
+  TextBuffer out;
   WordEncoder(style, &out).Append(testing::ExactCopy(text).view());
-  return out;
+  return std::string(out.view());
 }
 std::string EncodeB(std::string_view text, std::string_view charset = "ISO-8859-1") {
   return Encode(text, true, charset);
@@ -167,22 +167,23 @@ TEST(EncodedWords, FillEveryLineTo77Columns) {
 
 TEST(EncodedWords, StartEachTextAtColumnZero) {
   const WordStyle style("ISO-8859-1", false);
-  std::string out;
+  TextBuffer out;
   WordEncoder encoder(style, &out);
   encoder.Append(Times(60, "x") + " \xFC");
   const std::size_t first = out.size();
   encoder.Append("\xFC");
-  EXPECT_EQ(out.substr(first), kQ + "=FC?=");
+  EXPECT_EQ(out.view().substr(first), kQ + "=FC?=");
 }
 
 TEST(EncodedWords, TrimOnlyTheirOwnText) {
   const WordStyle style("ISO-8859-1", false);
-  std::string out = "kept   ";
+  TextBuffer out;
+  out.Append("kept   ");
   WordEncoder encoder(style, &out);
   encoder.Append("   ");
-  EXPECT_EQ(out, "kept      ");
+  EXPECT_EQ(out.view(), "kept      ");
   encoder.Append("\xFC ");
-  EXPECT_EQ(out, "kept      " + kQ + "=FC?=");
+  EXPECT_EQ(out.view(), "kept      " + kQ + "=FC?=");
 }
 
 // The rules once more, one step after the other with indexes into whole strings.
