@@ -17,8 +17,14 @@ struct Slots {
   const CommandRow* command = nullptr;
   CLI::App* app = nullptr;
   std::map<std::string, std::vector<std::string>, std::less<>> values;
-  std::vector<std::vector<std::string>> operands;
+  std::vector<std::string> operands;
 };
+
+constexpr int kManyOperands = 1 << 28;
+
+Failure UsageFailure(const std::string& what, const std::string& command) {
+  return Failure(ExitCode::kUsage, what + "; see 'qob " + command + (command.empty() ? "" : " ") + "--help'");
+}
 
 void AddOption(const OptionRow& row, Slots* slots) {
   const std::string name(LongName(row));
@@ -29,7 +35,7 @@ void AddOption(const OptionRow& row, Slots* slots) {
   }
   CLI::Option* const option = slots->app->add_option_function<std::vector<std::string>>(
       row.names, [slots, name](const std::vector<std::string>& given) { slots->values[name] = given; });
-  option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  option->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   if (row.offers == Offers::kWords) {
     option->check(CLI::IsMember(CLI::detail::split(row.words, ' ')));
   }
@@ -40,13 +46,19 @@ void AddCommand(const CommandRow& row, CLI::App* app, Slots* slots) {
   slots->app = app;
   app->set_help_flag();
   for (const OptionRow& option : row.options) AddOption(option, slots);
-  slots->operands.resize(row.operands.size());
-  for (std::size_t i = 0; i < row.operands.size(); ++i) {
-    const OperandRow& operand = row.operands[i];
-    CLI::Option* const option = app->add_option(operand.name, slots->operands[i]);
-    option->expected(operand.least, operand.most < 0 ? 1 << 28 : operand.most);
-    if (operand.least > 0) option->required();
+  app->add_option("operands", slots->operands)->expected(0, kManyOperands);
+}
+
+// Too few or too many operands, told by their names in the table.
+void CheckOperands(const CommandRow& command, const std::vector<std::string>& given) {
+  std::size_t most = 0;
+  std::size_t least = 0;
+  for (const OperandRow& operand : command.operands) {
+    if (given.size() < least + static_cast<std::size_t>(operand.least)) throw UsageFailure(std::string(operand.name) + " is missing", command.name);
+    least += static_cast<std::size_t>(operand.least);
+    most = operand.most < 0 ? given.size() : most + static_cast<std::size_t>(operand.most);
   }
+  if (given.size() > most) throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
 }
 
 class Application {
@@ -113,7 +125,7 @@ bool Application::Parse(int count, char** words, Arguments* arguments, std::stri
       return false;
     }
     const std::string command = chosen == nullptr ? ChosenFamily() : chosen->command->name;
-    throw Failure(ExitCode::kUsage, error.what() + std::string("; see 'qob ") + command + (command.empty() ? "" : " ") + "--help'");
+    throw UsageFailure(error.what(), command);
   }
   if (version_) {
     *printed = VersionText();
@@ -125,9 +137,7 @@ bool Application::Parse(int count, char** words, Arguments* arguments, std::stri
 bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* printed) {
   if (chosen == nullptr) {
     const std::string family = ChosenFamily();
-    if (!help_) {
-      throw Failure(ExitCode::kUsage, "a command is missing; see 'qob " + family + (family.empty() ? "" : " ") + "--help'");
-    }
+    if (!help_) throw UsageFailure("a command is missing", family);
     *printed = family.empty() ? MainHelp() : FamilyHelp(family);
     return false;
   }
@@ -137,9 +147,8 @@ bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* print
   }
   arguments->command = chosen->command;
   arguments->values = chosen->values;
-  for (const auto& operands : chosen->operands) {
-    arguments->operands.insert(arguments->operands.end(), operands.begin(), operands.end());
-  }
+  arguments->operands = chosen->operands;
+  CheckOperands(*chosen->command, chosen->operands);
   return true;
 }
 

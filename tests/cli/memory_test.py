@@ -1,0 +1,57 @@
+"""The main commands under valgrind: no wrong access, no leak."""
+import os
+
+import tool
+from tool import DATA, SOURCE, ToolTest, has_program, sample
+
+SUPPRESSIONS = [os.path.join(SOURCE, "tests", "valgrind.supp"), os.path.join(SOURCE, "tests", "cli", "valgrind.supp")]
+
+
+class CliMemory(ToolTest):
+    def run_tool(self, *words, **more):
+        real = tool.TOOL
+        options = ["--quiet", "--error-exitcode=99", "--leak-check=full", "--show-leak-kinds=definite,indirect,possible",
+                   "--errors-for-leak-kinds=definite,indirect,possible"]
+        options += ["--suppressions=" + path for path in SUPPRESSIONS]
+        try:
+            tool.TOOL = "valgrind"
+            return super().run_tool(*options, real, *words, **more)
+        finally:
+            tool.TOOL = real
+
+    def setUp(self):
+        super().setUp()
+        if not has_program("valgrind"):
+            self.skipTest("valgrind is not installed")
+
+    def samples(self):
+        return [sample(name) for name in sorted(os.listdir(DATA)) if name.endswith((".eml", ".mbox")) and name != "malformed-no-boundary.eml"]
+
+    def test_parse(self):
+        self.good("parse", "--json", *self.samples())
+
+    def test_extract(self):
+        self.good("extract", *self.samples(), "-o", self.path("out"))
+
+    def test_header(self):
+        self.good("header", "--decoded", *self.samples(), sample("maildir"))
+
+    def test_failures(self):
+        for words in (["parse", sample("malformed-no-boundary.eml")], ["parse", self.path("none")], ["header", "--nonsense"]):
+            self.assertIn(self.run_tool(*words).code, (64, 65, 66))
+
+    def test_texts(self):
+        self.good("address", "Ann <ann@example.org>, bob@example.net (x), bad > y")
+        self.good("date", "Sun, 15 Nov 2026 02:24:05 -0800")
+        self.good("word", "encode", "Gr\u00fc\u00dfe")
+        self.good("word", "decode", "=?ISO-8859-1?Q?Gr=FC=DFe?=")
+
+    def test_codecs(self):
+        self.good("uudecode", sample("note.uu"), "-o", self.path("out"))
+        self.good("binhex", "decode", "--applesingle", sample("letter.hqx"), "-o", self.path("out"))
+        self.good("binhex", "encode", sample("note.uu"), "-o", self.path("out", "x.hqx"))
+
+    def test_config(self):
+        self.good("config", "set", "Options", "TabSize", "4")
+        self.good("config", "show")
+        self.good("config", "check")
