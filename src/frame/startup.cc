@@ -45,8 +45,12 @@ void SetUp(const char* client_name) {
   SetTimeZone();
   InitLineIO();
   Init822Parser();
-  spool::FillSite(site);
-  log::StartLog();
+  // Without memory for the settings the process starts with those it has.
+  Guarded(false, [&] {
+    spool::FillSite(site);
+    log::StartLog();
+    return true;
+  });
   os::SetEnvironment("TMP", site.temp_dir);
   os::ReserveThreadSlot();
 }

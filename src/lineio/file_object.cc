@@ -204,7 +204,7 @@ std::int32_t ReadLineSlowly(FileObject& object, char** line) {
   QOB_FILE& file = object.face;
   std::int32_t result = 0;
   if (!ReadyToRead(object, "ReadFile failed.", 0, &result)) return result;
-  object.lines.Build(file.cursor, BytesLeft(file));
+  object.lines.MoveTo(file.cursor, BytesLeft(file));
   std::size_t length = object.lines.Take(file.cursor);
   if (length > 0) return GiveLine(object, length, line);
   const Piece piece = AssemblePiece(object, &length);

@@ -24,8 +24,9 @@ struct Pool {
   std::int32_t highest_handle = -1;
 };
 
-// Changed under both locks, its fields under the lookup lock.
-HeapPtr<Pool> the_pool;
+// Changed under both locks, its fields under the lookup lock. It and the locks outlive every other
+// static: a thread may still be inside when the process ends.
+Pool* the_pool = nullptr;
 // Adding holds both, in this order; removing holds the second alone.
 std::mutex pool_lock;
 std::mutex lookup_lock;
@@ -54,26 +55,27 @@ void DiscardAll(std::int32_t highest_handle) {
 
 bool StartHandlePool() {
   std::scoped_lock hold(pool_lock, lookup_lock);
-  if (the_pool) return true;
-  the_pool.reset(HeapRecord<Pool>());
-  if (!the_pool) return false;
+  if (the_pool != nullptr) return true;
+  the_pool = HeapRecord<Pool>();
+  if (the_pool == nullptr) return false;
   *the_pool = Pool{};
   return true;
 }
 
 void EndHandlePool() {
   std::scoped_lock hold(pool_lock, lookup_lock);
-  if (!the_pool) return;
+  if (the_pool == nullptr) return;
   DiscardAll(the_pool->highest_handle);
   for (std::atomic<Entry*>& link : pool::directory) {
     std::free(link.exchange(nullptr, std::memory_order_acq_rel));
   }
-  the_pool.reset();
+  std::free(the_pool);
+  the_pool = nullptr;
 }
 
 bool AddToPool(FileObject* object) {
   std::scoped_lock hold_pool(pool_lock);
-  if (!the_pool) return false;
+  if (the_pool == nullptr) return false;
   Entry* entry = MakeEntry(object->face.handle);
   if (entry == nullptr) return false;
   std::scoped_lock hold_lookup(lookup_lock);
@@ -86,7 +88,7 @@ bool AddToPool(FileObject* object) {
 
 PoolAnswer TakeFromPool(std::int32_t handle, FileObject** object) {
   std::scoped_lock hold(lookup_lock);
-  if (!the_pool) return PoolAnswer::kNoPool;
+  if (the_pool == nullptr) return PoolAnswer::kNoPool;
   if (the_pool->slots_made == 0) return PoolAnswer::kNoSlots;
   Entry* entry = pool::Find(handle);
   *object = entry == nullptr ? nullptr : entry->exchange(nullptr, std::memory_order_acq_rel);

@@ -49,6 +49,16 @@ std::uint16_t* StoreEnds(std::uint64_t line_feeds, std::size_t offset, std::uint
 
 }  // namespace
 
+void LineIndex::MoveTo(const std::uint8_t* cursor, std::size_t left) {
+  if (count_ > 0 && cursor >= base_ && cursor < base_ + ends_[count_ - 1]) {
+    const std::ptrdiff_t offset = cursor - base_;
+    at_ = cursor;
+    next_ = static_cast<std::uint32_t>(std::upper_bound(ends_, ends_ + count_, offset) - ends_);
+  } else {
+    Build(cursor, left);
+  }
+}
+
 void LineIndex::Build(const std::uint8_t* cursor, std::size_t left) {
   base_ = at_ = cursor;
   std::uint16_t* end = ends_;

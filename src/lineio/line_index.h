@@ -19,14 +19,17 @@ class LineIndex {
     return static_cast<std::size_t>(at_ - cursor);
   }
 
-  // Marks what follows `cursor`, at most kStretch of the `left` bytes there.
-  void Build(const std::uint8_t* cursor, std::size_t left);
+  // Makes the index stand at `cursor`, which has `left` bytes of its block behind it: it goes on
+  // with the marks that it has there, or marks the next stretch.
+  void MoveTo(const std::uint8_t* cursor, std::size_t left);
   // The block's bytes change.
   void Forget() { next_ = count_ = 0; }
 
   static constexpr std::size_t kStretch = 1024;
 
  private:
+  void Build(const std::uint8_t* cursor, std::size_t left);
+
   static constexpr std::size_t kStep = 64;
   // Two marks are stored for every step, so a place behind the last one may be written.
   static constexpr std::size_t kSurplus = 1;

@@ -56,6 +56,10 @@ void DecodeUuGroups(const char* from, std::size_t groups, char* to) {
     return;
   }
 #endif
+  DecodeUuGroupsPortable(from, groups, to);
+}
+
+void DecodeUuGroupsPortable(const char* from, std::size_t groups, char* to) {
   for (std::size_t i = 0; i < groups; ++i) DecodeGroup(from + 4 * i, to + 3 * i);
 }
 

@@ -8,4 +8,7 @@ namespace qob {
 // behind them.
 void DecodeUuGroups(const char* from, std::size_t groups, char* to);
 
+// The same on any processor, group by group; stores three bytes for each.
+void DecodeUuGroupsPortable(const char* from, std::size_t groups, char* to);
+
 }  // namespace qob

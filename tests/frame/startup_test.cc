@@ -13,6 +13,7 @@
 #include "frame/config.h"
 #include "platform/os/thread_slot.h"
 #include "support/captured_log.h"
+#include "support/failing_allocator.h"
 #include "support/temp_spool.h"
 
 namespace qob::testing {
@@ -199,6 +200,21 @@ TEST_F(Startup, EndingIsAlwaysPossible) {
   EXPECT_EQ(TerminateQOBDll(), 0);
   // Directories stay until the next start.
   EXPECT_EQ(GetTempDir(), spool_.temp());
+}
+
+TEST_F(Startup, WithoutMemoryItStillAnswers) {
+  int result = 0;
+  FailEachAllocation([&] { result = InitQOBDll_NOMQ("c"); },
+                     [&](bool) {
+                       EXPECT_EQ(result, 1);
+                       EXPECT_STREQ(ClientName(), "c");
+                       TerminateQOBDll();
+                     });
+  FailEachAllocation([&] { result = InitQOBDll("c"); },
+                     [&](bool failed) {
+                       EXPECT_TRUE(result == 1 || failed);
+                       TerminateQOBDll();
+                     });
 }
 
 class Marker : public os::SlotValue {};

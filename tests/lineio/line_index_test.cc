@@ -29,7 +29,7 @@ TEST(LineIndex, AgreesWithASearchForAnyBytes) {
     for (char& c : text) c = random() % every == 0 ? '\n' : static_cast<char>(random());
     const testing::ExactCopy copy(text);
     LineIndex index{};
-    index.Build(BytesOf(copy.view()), copy.size());
+    index.MoveTo(BytesOf(copy.view()), copy.size());
     const std::size_t marked = std::min<std::size_t>(text.size(), LineIndex::kStretch) / 64 * 64;
     std::size_t at = 0;
     for (std::size_t end = text.find('\n'); end < marked; end = text.find('\n', at)) {
@@ -43,10 +43,15 @@ TEST(LineIndex, AgreesWithASearchForAnyBytes) {
 TEST(LineIndex, AnswersOnlyWhereItStands) {
   const std::string text = std::string(20, 'a') + "\n" + std::string(60, 'b') + "\n";
   LineIndex index{};
-  index.Build(BytesOf(text), text.size());
+  index.MoveTo(BytesOf(text), text.size());
   EXPECT_EQ(index.Take(BytesOf(text) + 1), 0U);
   EXPECT_EQ(index.Take(BytesOf(text)), 21U);
-  index.Build(BytesOf(text), text.size());
+  index.MoveTo(BytesOf(text) + 5, text.size() - 5);
+  EXPECT_EQ(index.Take(BytesOf(text)), 0U);
+  EXPECT_EQ(index.Take(BytesOf(text) + 5), 16U);
+  EXPECT_EQ(index.Take(BytesOf(text) + 21), 0U);  // in the last, unfinished step
+  index.MoveTo(BytesOf(text) + 20, text.size() - 20);
+  EXPECT_EQ(index.Take(BytesOf(text) + 20), 1U);
   index.Forget();
   EXPECT_EQ(index.Take(BytesOf(text)), 0U);
 }

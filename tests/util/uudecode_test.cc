@@ -11,6 +11,7 @@
 #include "support/temp_spool.h"
 #include "util/naive_uudecode.h"
 #include "util/util_support.h"
+#include "util/uu_groups.h"
 
 namespace qob::testing {
 namespace {
@@ -280,6 +281,22 @@ TEST_F(Uudecode, PiecesOfExactSizeAreNotReadPast) {
     decoder.Feed(begin.view(), true, room);
     const ExactCopy line(("M" + std::string(length, 'A')).substr(0, length));
     decoder.Feed(line.view(), true, room);
+  }
+}
+
+TEST(UuGroups, EveryWayOfDecodingGivesTheSame) {
+  std::mt19937 random(4);
+  for (std::size_t groups = 0; groups <= 21; ++groups) {
+    for (int round = 0; round < 200; ++round) {
+      std::string coded(4 * groups, ' ');
+      for (char& c : coded) c = static_cast<char>(random());
+      const ExactCopy copy(coded);
+      std::string fast(3 * groups + 4, '?');
+      std::string portable(3 * groups, '?');
+      DecodeUuGroups(copy.view().data(), groups, fast.data());
+      DecodeUuGroupsPortable(copy.view().data(), groups, portable.data());
+      ASSERT_EQ(fast.substr(0, 3 * groups), portable);
+    }
   }
 }
 
