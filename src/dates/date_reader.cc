@@ -4,6 +4,8 @@
 // the whole date; what stands between pieces is white space, after the weekday also punctuation.
 #include "dates/date.h"
 
+#include <algorithm>
+
 #include "dates/calendar.h"
 #include "dates/zone_names.h"
 #include "platform/os/ascii.h"
@@ -40,8 +42,7 @@ class Cursor {
     if (!ascii::IsDigit(Look())) return false;
     std::int32_t number = 0;
     for (; ascii::IsDigit(Look()); Skip()) {
-      if (number < kNumberLimit) number = number * 10 + (Look() - '0');
-      if (number > kNumberLimit) number = kNumberLimit;
+      number = std::min(number * 10 + (Look() - '0'), kNumberLimit);
     }
     *value = number;
     return true;

@@ -133,6 +133,7 @@ TEST(DateText, SurvivesWildNumbers) {
 TEST(DateText, CountsWeekdaysOnWithDaysOutsideTheMonth) {
   EXPECT_EQ(Write({2026, 11, 0, 0, 0, 0, 0, 0, 0}), "Sat, 0 Nov 2026 00:00 +0000");
   EXPECT_EQ(Write({2026, 11, -6, 0, 0, 0, 0, 0, 0}), "Sun, -6 Nov 2026 00:00 +0000");
+  EXPECT_EQ(Write({2026, 11, -999999, 0, 0, 0, 0, 0, 0}), "Sat, -999999 Nov 2026 00:00 +0000");
   EXPECT_EQ(Write({2026, 11, 45, 0, 0, 0, 0, 0, 0}), "Tue, 45 Nov 2026 00:00 +0000");
 }
 
