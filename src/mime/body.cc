@@ -143,7 +143,7 @@ Decoded DecodeBinHex(MimeBodyPart* part) {
   char* output_name = nullptr;
   char* binhex_name = nullptr;
   int result = -1;
-  if (setfpos(handle, part->bodyStart) == part->bodyStart) {
+  if (part->bodyStart >= 0 && setfpos(handle, part->bodyStart) == part->bodyStart) {
     result = ConvertBinHexToAS(part->fileName, handle, part->contentEnd - part->bodyStart,
                                &output_name, &binhex_name);
   }
@@ -266,7 +266,7 @@ char* ExtractBody(MimeBodyPart* part, bool raw, os::Handle file) {
 }
 
 char* ExtractOwnText(const MimeBodyPart& part) {
-  if (part.contentEnd - part.bodyStart < 1 || part.fileName == nullptr) return nullptr;
+  if (part.contentEnd <= part.bodyStart || part.fileName == nullptr) return nullptr;
   LineReader reader;
   Output output;
   if (!reader.Open(part.fileName) || !output.Create(kOwnTextPrefix)) return nullptr;

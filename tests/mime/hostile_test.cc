@@ -216,6 +216,8 @@ TEST_F(HostileMessage, HugePositionsOfACallersRecordAreHarmless) {
   for (const char* encoding : {"7bit", "base64", "quoted-printable", "x-uuencode"}) {
     std::string text = encoding;
     MimeBodyPart part{};
+    std::string subtype = "mac-binhex40";
+    part.contentSubtype = subtype.data();
     part.fileName = path.data();
     part.contentTransferEncoding = text.data();
     part.contentEnd = 0x7FFFFFFF;
