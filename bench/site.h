@@ -3,8 +3,9 @@
 
 namespace bench {
 
-// Starts the library with "site/twmta.ini" of the output directory, which compare writes and lets rest: a file that changed
-// less than two seconds ago is read anew by every call, as no site's file is.
+// Starts the library with "site/twmta.ini" of the output directory, which compare writes and lets
+// rest: a file that changed less than two seconds ago is read anew by every call, as no site's file
+// is.
 class Site {
  public:
   Site();
