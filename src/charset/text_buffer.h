@@ -1,5 +1,5 @@
-// The output of the encoders: bytes are stored straight into it, in whole steps of 16 where that is
-// quicker than counting.
+// The output of the encoders: bytes are stored straight into it, short pieces in one whole step,
+// which is quicker than counting.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -16,7 +16,6 @@ class TextBuffer {
   TextBuffer& operator=(const TextBuffer&) = delete;
 
   std::size_t size() const { return size_; }
-  bool empty() const { return size_ == 0; }
   std::string_view view() const { return {begin_, size_}; }
   char back() const { return begin_[size_ - 1]; }
   void pop_back() { --size_; }

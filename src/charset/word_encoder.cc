@@ -21,8 +21,7 @@ constexpr std::ptrdiff_t kFoldColumn = 3;
 constexpr std::ptrdiff_t kCloseLength = 3;  // "?= "
 
 // What the Q encoding writes for a byte: up to three characters, their number behind them. DEL and
-// "_" stay as they are, so
-// "_" is still itself when it is read back.
+// "_" stay as they are: this system's decoder does not turn "_" into a blank.
 using QCode = std::array<char, 4>;
 constexpr auto kQCodes = [] {
   std::array<QCode, 256> table{};
@@ -48,8 +47,9 @@ char* EncodeQ(std::string_view run, char* to) {
 
 char* EncodeB(std::string_view run, char* to) {
   const auto byte = [&run](std::size_t at) { return static_cast<unsigned char>(run[at]); };
-  for (; run.size() >= 3; run.remove_prefix(3), to += 4)
+  for (; run.size() >= 3; run.remove_prefix(3), to += 4) {
     Base64EncodeGroup(byte(0), byte(1), byte(2), 0, to);
+  }
   if (run.empty()) return to;
   Base64EncodeGroup(byte(0), run.size() == 2 ? byte(1) : 0, 0, run.size() == 2 ? 1 : 2, to);
   return to + 4;
@@ -62,18 +62,16 @@ WordStyle::WordStyle(std::string_view charset, bool use_base64) : base64(use_bas
   prefix.append("=?").append(charset).append(use_base64 ? "?B?" : "?Q?");
 }
 
-std::size_t FindEightBit(std::string_view text, std::size_t from) {
-  std::size_t at = from;
+bool HasEightBit(std::string_view text) {
+  std::size_t at = 0;
   for (; text.size() - at >= 8; at += 8) {
     std::uint64_t eight;
     std::memcpy(&eight, text.data() + at, 8);
-    if ((eight & 0x8080808080808080u) != 0) break;
+    if ((eight & 0x8080808080808080u) != 0) return true;
   }
   while (at < text.size() && static_cast<unsigned char>(text[at]) < 128) ++at;
-  return at;
+  return at < text.size();
 }
-
-bool HasEightBit(std::string_view text) { return FindEightBit(text, 0) < text.size(); }
 
 WordEncoder::WordEncoder(const WordStyle& style, TextBuffer* out)
     : out_(out),
@@ -155,9 +153,9 @@ std::ptrdiff_t WordEncoder::PieceLength(std::string_view encoded) const {
   const std::ptrdiff_t length = kLineWidth - prefix_size_ - column_;
   if (length <= 0) return length;
   if (base64_) return length / 4 * 4;
-  // An escape is not split when its "=" is the second or third character before the cut. Its "=" as
-  // the last character is not looked at, and the third also pushes a complete escape to the next
-  // line: both are how lines have always been cut.
+  // An escape whose "=" is the second character before the cut moves to the next line, and so does
+  // one, although complete, whose "=" is the third. A "=" right before the cut is not looked at.
+  // The cuts stay exactly there.
   const auto is_sign = [&](std::ptrdiff_t at) {
     return at >= 0 && static_cast<std::size_t>(at) < encoded.size() &&
            encoded[static_cast<std::size_t>(at)] == '=';

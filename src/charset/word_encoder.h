@@ -24,8 +24,6 @@ struct WordStyle {
 
 // A byte of 128 or more stands in the text.
 bool HasEightBit(std::string_view text);
-// Position of the first such byte from `from` on, or the text's size.
-std::size_t FindEightBit(std::string_view text, std::size_t from);
 
 class WordEncoder {
  public:
