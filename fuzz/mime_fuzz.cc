@@ -45,7 +45,7 @@ class Place {
   Place() {
     const char* memory = "/dev/shm";
     std::string pattern =
-        (fs::is_directory(memory) ? std::string(memory) : std::string("/tmp")) + "/qobfuzz-XXXXXX";
+        (fs::is_directory(memory) ? std::string(memory) : std::string("/tmp")) + "/mimefuzz-XXXXXX";
     Require(mkdtemp(pattern.data()) != nullptr);
     root_ = pattern;
     fs::create_directory(root_ / "temp");
