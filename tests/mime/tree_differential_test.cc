@@ -76,7 +76,6 @@ class TreeDifferential : public MimeTest {
     seen.type = lower(part.contentType);
     if (part.contentSubtype != nullptr) seen.type += "/" + lower(part.contentSubtype);
     seen.encoding = lower(part.contentTransferEncoding);
-    std::string_view boundary;
     for (const std::string& text : message.TypeParameters(index))
       seen.boundary = lower(text.substr(text.find('=') + 1).c_str());
     seen.start = part.contentStart;
