@@ -7,7 +7,7 @@
 set -eu
 
 build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev"
-test="$build libgtest-dev bison clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils"
+test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils"
 bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3"
 
 case "${1-}" in
@@ -26,14 +26,24 @@ for package in $wanted; do
 done
 [ -n "$missing" ] || exit 0
 
+command -v apt-get >/dev/null || {
+  echo "setup-debian.sh: install these first, in your system's way:$missing" >&2
+  exit 69
+}
 as_root=
 if [ "$(id -u)" -ne 0 ]; then
   command -v sudo >/dev/null || {
-    echo "setup-debian.sh: as root, install:$missing" >&2
-    exit 69
+    echo "setup-debian.sh: run as root once, or have these installed:$missing" >&2
+    exit 77
   }
   as_root=sudo
 fi
-echo "installing:$missing"
-$as_root apt-get update -qq
-$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+echo "installing$missing"
+log=$(mktemp)
+if ! { $as_root apt-get update &&
+       $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing; } >"$log" 2>&1; then
+  tail -n 20 "$log" >&2
+  echo "setup-debian.sh: apt-get failed; all that it said is in $log" >&2
+  exit 69
+fi
+rm -f "$log"
