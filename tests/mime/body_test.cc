@@ -102,8 +102,8 @@ TEST_F(Extraction, EmptyUuencodedPartDoesNotTakeTheNextPartsBlock) {
 
 TEST_F(Extraction, EveryNameOfUuencodeIsKnown) {
   const std::string block = "begin 644 a.txt\r\n#86)C\r\n`\r\nend\r\n";
-  for (const char* name : {"x-uuencode", "X-UUENCODE", "uuencode", "x-uue", "x-uUencode",
-                           "x-Uuencode", "X-uuEncoded"}) {
+  for (const char* name : {"x-uuencode", "X-UUENCODE", "user-Uuencode", "uuencode", "x-uue",
+                           "x-uUencode", "x-Uuencode", "X-uuEncoded"}) {
     const Message message = Encoded(name, block);
     EXPECT_EQ(Body(message[0]), "abc") << name;
     EXPECT_STREQ(message[0].trueName, "a.txt") << name;
@@ -276,6 +276,17 @@ TEST_F(Extraction, NameTakenBySomebodyElseIsLeftAlone) {
   EXPECT_NE(std::string(second).substr(path.size() - 8), next + 1);
   MimeFreeFile(second);
   unlink((spool_.temp() + next).c_str());
+}
+
+TEST_F(Extraction, GivesUpWhereEveryNameIsTaken) {
+  const Message message = Mime("Subject: x\r\n\r\nbody");
+  for (int i = 0; i < 30; ++i) {
+    char name[32];
+    std::snprintf(name, sizeof name, "/MIME%04d", i);
+    ASSERT_EQ(symlink("/nowhere/at/all", (spool_.temp() + name).c_str()), 0);
+  }
+  EXPECT_EQ(MimeGetBody(&message[0], 0, kOwnFile), nullptr);
+  EXPECT_EQ(LeftFiles().size(), 30u);
 }
 
 // ---- the text without its blocks ----

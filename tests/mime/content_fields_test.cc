@@ -154,6 +154,21 @@ TEST_F(ContentFields, UnclosedCommentLeavesTheFieldUnset) {
                    "\"Mime-Version\" field invalid. Invalid comment or continuation."}));
 }
 
+TEST_F(ContentFields, UnclosedCommentIsFoundBehindTheValueToo) {
+  const Message message = WithHeader("Content-ID: <a@b> (open\r\nMime-Version: (open\r\n");
+  EXPECT_EQ(message[0].contentId, nullptr);
+  EXPECT_EQ(log_.texts(1),
+            (Texts{"\"Content-ID\" field invalid. Invalid comment or continuation.",
+                   "\"Mime-Version\" field invalid. Invalid comment or continuation."}));
+}
+
+TEST_F(ContentFields, CommentThatTheCutLeavesOpenIsPartOfTheType) {
+  EXPECT_EQ(Type(" a (" + std::string(300, 'c') + ") / b"), "failed")
+      << "the slash lies behind the cut";
+  EXPECT_EQ(Type(" a/b (" + std::string(300, 'c') + ") c"), "application/octet-stream");
+  EXPECT_EQ(Type(" a (x/" + std::string(300, 'c') + ") / b"), "application/octet-stream");
+}
+
 TEST_F(ContentFields, MimeVersionMustHaveAValue) {
   WithHeader("Mime-Version:\r\n");
   EXPECT_EQ(log_.texts(1), Texts{"\"Mime-Version\" field invalid."});

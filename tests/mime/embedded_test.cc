@@ -129,6 +129,12 @@ TEST_F(EmbeddedBlock, TextBetweenMarkerAndDataIsSkipped) {
   EXPECT_EQ(message[1].contentEnd, At("after"));
 }
 
+TEST_F(EmbeddedBlock, HyphensBetweenMarkerAndDataAreSkipped) {
+  const Message message = Text(std::string(kBinHexLine) + "--\r\n-- x: y\r\n:data:\r\nafter");
+  ASSERT_EQ(message.count(), 2);
+  EXPECT_EQ(message[1].contentEnd, At("after"));
+}
+
 TEST_F(EmbeddedBlock, BinHexDataMayBeginAndEndOnOneLine) {
   const Message message = Text(std::string(kBinHexLine) + ":abc: trailing words\r\nafter\r\n");
   ASSERT_EQ(message.count(), 2);

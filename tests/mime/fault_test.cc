@@ -170,6 +170,23 @@ TEST_F(Faults, SeekingBackOfTheMimeReader) {
       [&](bool failed) { ExpectAllOrNothing(failed, 1, {"ParseMimeMessage: getline failed."}); });
 }
 
+TEST_F(Faults, ReadingInsideABlockOfTheMimeReader) {
+  const std::string filler(400000, 'x');
+  for (const std::string& block : {"begin 644 a\r\n" + filler + "\r\nend\r\n",
+                                   "(This file must be converted with BinHex 4.0)\r\n" + filler +
+                                       "\r\n:" + filler + ":\r\n"}) {
+    const std::string path = File("Content-Type: text/plain\r\n\r\n" + block + filler);
+    FailEachCall(
+        os::Call::kRead, [&] { Attempt(ParseAsMime, path); },
+        [&](bool failed) { ExpectAllOrNothing(failed, 2, {"ParseMimeMessage: getline failed."}); });
+    FailEachCall(
+        os::Call::kRead, [&] { Attempt(ParseNonMimeMessage, path); },
+        [&](bool failed) {
+          ExpectAllOrNothing(failed, 3, {"ParseNonMimeMessage failed: getline failed."});
+        });
+  }
+}
+
 TEST_F(Faults, ReadErrorInAnOpenQuotedStringIsAlsoReportedForTheField) {
   const std::string path = File("Content-Type: text/plain; name=\"" + std::string(300000, 'x'));
   bool seen = false;

@@ -84,6 +84,11 @@ TEST_F(PlainMessage, BlockEndsAtALineThatBeginsWithEnd) {
             (Texts{"", "begin 644 x\r\n end\r\nEnding here\r\n", "after"}));
 }
 
+TEST_F(PlainMessage, LineThatOnlyBeginsLikeEndIsBlockText) {
+  EXPECT_EQ(Cut("begin 644 x\r\nenough\r\nE\r\nend\r\nb"),
+            (Texts{"", "begin 644 x\r\nenough\r\nE\r\nend\r\n", "b"}));
+}
+
 TEST_F(PlainMessage, BlockWithoutEndGoesToTheEndOfTheFileAndIsFollowedByAnEmptyText) {
   EXPECT_EQ(Cut("a\r\nbegin 644 x\r\ndata\r\n"), (Texts{"a\r\n", "begin 644 x\r\ndata\r\n", ""}));
   EXPECT_EQ(Cut(std::string("a\r\n") + kMarker + ":data\r\n"),
