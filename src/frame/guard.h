@@ -14,7 +14,8 @@ R Guarded(R failure, F&& work) noexcept {
   }
 }
 
-// As above, where the contract wants a log line: `on_failure` runs before `failure` is returned and must not throw.
+// As above, where the contract wants a log line: `on_failure` runs before `failure` is returned and
+// must not throw.
 template <class R, class F, class G>
 R Guarded(R failure, F&& work, G&& on_failure) noexcept {
   try {
