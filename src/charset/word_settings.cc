@@ -10,21 +10,26 @@ namespace {
 constexpr std::size_t kSwitchSize = 32;
 constexpr std::size_t kNameSize = 64;
 
-std::string LocalCharset() { return ConfigText("Gateway", "LocalCharSet", "US-ASCII", kNameSize); }
+std::string LocalCharset(const ConfigReader& config) {
+  return config.Text("Gateway", "LocalCharSet", "US-ASCII", kNameSize);
+}
 
 }  // namespace
 
 EncodingSettings ReadEncodingSettings() {
+  const ConfigReader config;
   EncodingSettings settings;
-  settings.enabled = !ConfigIs("Options", "EnableRFC1522Encoding", "YES", kSwitchSize, "NO");
-  settings.base64 = !ConfigIs("Options", "RFC1522codingMethod", "Quoted-printable", kNameSize,
-                              "Quoted-printable");
-  settings.charset = LocalCharset();
+  settings.enabled = !config.Is("Options", "EnableRFC1522Encoding", "YES", kSwitchSize, "NO");
+  settings.base64 = !config.Is("Options", "RFC1522codingMethod", "Quoted-printable", kNameSize,
+                               "Quoted-printable");
+  settings.charset = LocalCharset(config);
   return settings;
 }
 
 DecodingSettings ReadDecodingSettings() {
-  return {LocalCharset(), ConfigIs("Options", "Force1522Decoding", "NO", kSwitchSize, "YES")};
+  const ConfigReader config;
+  return {LocalCharset(config),
+          config.Is("Options", "Force1522Decoding", "NO", kSwitchSize, "YES")};
 }
 
 }  // namespace qob

@@ -80,21 +80,24 @@ std::int32_t LeadingNumber(std::string_view text) {
   return static_cast<std::int32_t>(negative ? -number : std::min(number, kLimit));
 }
 
-std::string ConfigText(const char* section, const char* key, const char* fallback,
-                       std::size_t size) {
+std::uint32_t ConfigReader::Read(const char* section, const char* key, const char* fallback,
+                                 char* buffer, std::size_t size) const {
+  if (!ModeServes(ProfileMode())) return 0;
+  return file_.Read(section, key, fallback, buffer, static_cast<std::uint32_t>(size));
+}
+
+std::string ConfigReader::Text(const char* section, const char* key, const char* fallback,
+                               std::size_t size) const {
   std::string value(size, '\0');
-  const std::uint32_t length = ProfileText(section, key, fallback, value.data(),
-                                           static_cast<std::uint32_t>(size), kConfigFile);
-  value.resize(length);
+  value.resize(Read(section, key, fallback, value.data(), size));
   return value;
 }
 
-bool ConfigIs(const char* section, const char* key, const char* fallback, std::size_t size,
-              std::string_view expected) {
+bool ConfigReader::Is(const char* section, const char* key, const char* fallback, std::size_t size,
+                      std::string_view expected) const {
   std::array<char, kLongestSwitch> value{};
   const std::size_t room = std::min(size, value.size());
-  const std::uint32_t length = ProfileText(section, key, fallback, value.data(),
-                                           static_cast<std::uint32_t>(room), kConfigFile);
+  const std::uint32_t length = Read(section, key, fallback, value.data(), room);
   return ascii::EqualFold({value.data(), length}, expected);
 }
 

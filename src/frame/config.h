@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/os/profile.h"
+
 namespace qob {
 
 // The one configuration file; a bare name, so the profile layer looks for it in the configuration
@@ -39,13 +41,32 @@ bool WriteProfileText(const char* section, const char* key, const char* value, c
 // for other text.
 std::int32_t LeadingNumber(std::string_view text);
 
-// The key's value from "twmta.ini" through the profile layer, cut to size - 1 bytes as a buffer of
-// `size` cuts it. Throws std::bad_alloc.
-std::string ConfigText(const char* section, const char* key, const char* fallback,
-                       std::size_t size);
-// That value equals `expected`, ASCII case ignored. Does not throw; size at most 512.
-bool ConfigIs(const char* section, const char* key, const char* fallback, std::size_t size,
-              std::string_view expected);
+// The keys of "twmta.ini" through the profile layer, all from one look at the file.
+class ConfigReader {
+ public:
+  ConfigReader() : file_(kConfigFile) {}
+  // The key's value, cut to size - 1 bytes as a buffer of `size` cuts it. Throws std::bad_alloc.
+  std::string Text(const char* section, const char* key, const char* fallback,
+                   std::size_t size) const;
+  // That value equals `expected`, ASCII case ignored. Does not throw; size at most 512.
+  bool Is(const char* section, const char* key, const char* fallback, std::size_t size,
+          std::string_view expected) const;
+
+ private:
+  std::uint32_t Read(const char* section, const char* key, const char* fallback, char* buffer,
+                     std::size_t size) const;
+  os::ProfileReader file_;
+};
+
+// One key alone.
+inline std::string ConfigText(const char* section, const char* key, const char* fallback,
+                              std::size_t size) {
+  return ConfigReader().Text(section, key, fallback, size);
+}
+inline bool ConfigIs(const char* section, const char* key, const char* fallback, std::size_t size,
+                     std::string_view expected) {
+  return ConfigReader().Is(section, key, fallback, size, expected);
+}
 // As QOBGetPrivateProfileInt. Does not throw.
 std::int32_t ConfigInt(const char* section, const char* key, std::int32_t fallback);
 
