@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/os/fault.h"
 #include "support/exact_copy.h"
 #include "support/failing_allocator.h"
 #include "support/temp_spool.h"
@@ -55,6 +56,26 @@ TEST_F(Rfc1522, UsesBase64ForEveryOtherMethod) {
     EXPECT_EQ(Take(rfc1522encoding("\xFC")), "=?ISO-8859-1?B?/A==?=") << method;
     EXPECT_EQ(Take(rfc1522encoding2(ExactText("\xFC"))), "=?ISO-8859-1?B?/A==?=") << method;
   }
+}
+
+// How often the profile file was opened; it is too young in a test to be used again.
+int profile_opens = 0;
+int CountProfileOpens(os::Call call, std::string_view path) {
+  if (call == os::Call::kOpen && path.find("twmta.ini") != std::string_view::npos) ++profile_opens;
+  return 0;
+}
+
+TEST_F(Rfc1522, LooksAtTheProfileFileOncePerCall) {
+  Configure("");
+  profile_opens = 0;
+  os::SetFaultHook(CountProfileOpens);
+  const std::string encoded = Take(rfc1522encoding2(ExactText("\xFC")));
+  const int for_encoding = profile_opens;
+  const std::string decoded = Take(rfc1522decoding(encoded.c_str()));
+  os::SetFaultHook(nullptr);
+  EXPECT_EQ(for_encoding, 1);
+  EXPECT_EQ(profile_opens, 2);
+  EXPECT_EQ(decoded, "\xFC");
 }
 
 TEST_F(Rfc1522, ReadsItsSettingsForEveryCall) {
