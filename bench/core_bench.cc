@@ -12,7 +12,6 @@
 #include "charset/quoted_printable_decoder.h"
 #include "charset/word_decoder.h"
 #include "workload.h"
-#include "workload_codec.h"
 
 namespace {
 
@@ -50,10 +49,10 @@ void QuotedPrintable(benchmark::State& state) {
       });
 }
 
-template <typename Convert>
-void ConvertWords(benchmark::State& state, const std::vector<std::string>& texts, Convert convert) {
+template <typename Text, typename Convert>
+void ConvertWords(benchmark::State& state, const std::vector<Text>& texts, Convert convert) {
   for (auto _ : state) {
-    for (const std::string& text : texts) {
+    for (const Text& text : texts) {
       const std::string result = convert(text);
       benchmark::DoNotOptimize(result.data());
     }
@@ -67,30 +66,34 @@ void WordsDecode(benchmark::State& state) {
                [&](const std::string& text) { return qob::DecodeWords(text, settings); });
 }
 
-std::vector<std::string> LatinTexts() {
-  std::vector<std::string> texts = bench::ReadTexts(DataDirectory() / "words-8bit.txt");
-  for (std::string& text : texts) text = bench::ToLatin1(text);
-  return texts;
-}
-
-qob::EncodingSettings LatinSettings() {
+// A text in its own charset and the settings that go with it.
+struct WriterText {
+  std::string local;
   qob::EncodingSettings settings;
-  settings.charset = "ISO-8859-1";
-  return settings;
+};
+
+std::vector<WriterText> WriterTexts() {
+  std::vector<WriterText> texts;
+  for (const bench::EightBitText& text :
+       bench::ReadEightBitTexts(DataDirectory() / "words-8bit.txt")) {
+    texts.push_back({text.local, {}});
+    texts.back().settings.charset = text.charset;
+  }
+  return texts;
 }
 
 // Free text, as the peer's call takes it.
 void WordsEncode(benchmark::State& state) {
-  const qob::EncodingSettings settings = LatinSettings();
-  ConvertWords(state, LatinTexts(),
-               [&](const std::string& text) { return qob::EncodeHeaderText(text, settings); });
+  ConvertWords(state, WriterTexts(), [](const WriterText& text) {
+    return qob::EncodeHeaderText(text.local, text.settings);
+  });
 }
 
 // The same after asking whether the value is one address, as the exported call does.
 void WordsEncodeValue(benchmark::State& state) {
-  const qob::EncodingSettings settings = LatinSettings();
-  ConvertWords(state, LatinTexts(),
-               [&](const std::string& text) { return qob::EncodeHeaderValue(text, settings); });
+  ConvertWords(state, WriterTexts(), [](const WriterText& text) {
+    return qob::EncodeHeaderValue(text.local, text.settings);
+  });
 }
 
 BENCHMARK(Base64)->Name("base64")->UseRealTime()->Unit(benchmark::kMillisecond);

@@ -10,7 +10,6 @@
 
 #include "site.h"
 #include "workload.h"
-#include "workload_codec.h"
 
 namespace {
 
@@ -146,8 +145,11 @@ void WordsDecodeExported(benchmark::State& state) {
 }
 
 void WordsEncodeExported(benchmark::State& state) {
-  std::vector<std::string> texts = bench::ReadTexts(DataDirectory() / "words-8bit.txt");
-  for (std::string& text : texts) text = bench::ToLatin1(text);
+  std::vector<std::string> texts;
+  for (const bench::EightBitText& text :
+       bench::ReadEightBitTexts(DataDirectory() / "words-8bit.txt")) {
+    texts.push_back(text.local);
+  }
   ConvertWords(state, texts, rfc1522encoding);
 }
 

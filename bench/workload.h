@@ -27,8 +27,13 @@ std::string BigMessage();
 std::vector<std::string> AddressLists(bool mixed, std::size_t lists, std::size_t per_list);
 // Header values with encoded words, as they stand in messages.
 std::vector<std::string> EncodedHeaders(std::size_t count);
-// Header values as a writer hands them over: UTF-8 whose characters are all within ISO-8859-1.
-std::vector<std::string> EightBitHeaders(std::size_t count);
+// A header value as a writer hands it over: in a charset, and the same in UTF-8.
+struct EightBitText {
+  std::string charset;
+  std::string local;
+  std::string utf8;
+};
+std::vector<EightBitText> EightBitHeaders(std::size_t count);
 std::vector<std::string> DateTexts(std::size_t count);
 // Lines of 20 to 100 bytes, line end included.
 std::string TextLines(std::size_t bytes);
@@ -46,6 +51,7 @@ void WriteWorkload(const std::filesystem::path& directory);
 // One element per line of a file that WriteWorkload made; an element's own folds are kept as "\r\n
 // " by an escape.
 std::vector<std::string> ReadTexts(const std::filesystem::path& file);
+std::vector<EightBitText> ReadEightBitTexts(const std::filesystem::path& file);
 std::string ReadWhole(const std::filesystem::path& file);
 // The mixed set's paths in order.
 std::vector<std::string> MixedPaths(const std::filesystem::path& directory);

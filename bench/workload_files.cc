@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Changes whenever the generator's output does, so that older data is made anew.
-constexpr std::string_view kVersion = "workload 1\n";
+constexpr std::string_view kVersion = "workload 2\n";
 
 void WriteWhole(const fs::path& file, std::string_view bytes) {
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
@@ -62,7 +62,11 @@ void WriteWorkload(const fs::path& directory) {
   WriteTexts(directory / "addresses-mixed.txt", AddressLists(true, 2000, 20));
   WriteTexts(directory / "addresses-plain.txt", AddressLists(false, 2000, 20));
   WriteTexts(directory / "words-encoded.txt", EncodedHeaders(5000));
-  WriteTexts(directory / "words-8bit.txt", EightBitHeaders(5000));
+  std::vector<std::string> rows;
+  for (const EightBitText& text : EightBitHeaders(5000)) {
+    rows.push_back(text.charset + "\t" + text.local + "\t" + text.utf8);
+  }
+  WriteTexts(directory / "words-8bit.txt", rows);
   WriteTexts(directory / "dates.txt", DateTexts(5000));
   WriteWhole(directory / "lines.txt", TextLines(kCodecFileBytes));
   WriteWhole(directory / "base64.txt", Base64Sample(kMemoryCodecBytes));
@@ -91,6 +95,17 @@ std::vector<std::string> ReadTexts(const fs::path& file) {
     }
     texts.push_back(std::move(text));
     start = end + 1;
+  }
+  return texts;
+}
+
+std::vector<EightBitText> ReadEightBitTexts(const fs::path& file) {
+  std::vector<EightBitText> texts;
+  for (const std::string& row : ReadTexts(file)) {
+    const std::size_t first = row.find('\t');
+    const std::size_t second = row.find('\t', first + 1);
+    texts.push_back(
+        {row.substr(0, first), row.substr(first + 1, second - first - 1), row.substr(second + 1)});
   }
   return texts;
 }

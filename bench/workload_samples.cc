@@ -18,10 +18,10 @@ std::vector<std::string> EncodedHeaders(std::size_t count) {
   return out;
 }
 
-std::vector<std::string> EightBitHeaders(std::size_t count) {
+std::vector<EightBitText> EightBitHeaders(std::size_t count) {
   Random random(kSeed + 5);
-  std::vector<std::string> out;
-  for (; count > 0; --count) out.push_back(LatinText(&random));
+  std::vector<EightBitText> out;
+  for (; count > 0; --count) out.push_back(EightBitHeader(&random));
   return out;
 }
 

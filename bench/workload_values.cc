@@ -28,6 +28,13 @@ constexpr std::array<std::string_view, 3> kJapaneseWords = {
     "\x1b$BF|K\\8l\x1b(B", "\x1b$B2q5D$N\x1b(B", "\x1b$B;qNA$G$9\x1b(B"};
 constexpr std::array<std::string_view, 3> kRussianWords = {"\xd0\xd2\xc9\xd7\xc5\xd4",
                                                            "\xcd\xc9\xd2", "\xcf\xd4\xde\xa3\xd4"};
+constexpr std::array<std::string_view, 3> kShiftJisWords = {"\x93\xfa\x96{\x8c\xea",
+                                                            "\x89\xef\x8b"
+                                                            "c\x82\xcc",
+                                                            "\x8e\x91\x97\xbf\x82\xc5\x82\xb7"};
+// The same words in UTF-8.
+constexpr std::array<std::string_view, 3> kJapaneseUtf8Words = {"日本語", "会議の", "資料です"};
+constexpr std::array<std::string_view, 3> kRussianUtf8Words = {"привет", "мир", "отчёт"};
 constexpr std::array<std::string_view, 24> kNames = {
     "Anna",   "Bernd", "Carla", "Dmitri", "Elena",  "Farid", "Greta",  "Hiro",
     "Ines",   "Jonas", "Karin", "Lars",   "Mario",  "Nadia", "Olaf",   "Petra",
@@ -206,12 +213,31 @@ std::string EncodedText(Random* random) {
   return out;
 }
 
-std::string LatinText(Random* random) {
-  std::string out = CommonWord(random);
+EightBitText EightBitHeader(Random* random) {
+  const std::size_t kind = random->Below(10);
+  EightBitText text;
+  text.charset = kind < 6 ? "ISO-8859-1" : kind < 8 ? "UTF-8" : kind == 8 ? "Shift_JIS" : "KOI8-R";
+  text.utf8 = CommonWord(random);
+  text.local = text.utf8;
   for (std::size_t words = random->LogBetween(4, 40); words > 0; --words) {
-    out += " " + (random->Percent(40) ? Pick(random, kLatinWords) : CommonWord(random));
+    std::string utf8 = CommonWord(random);
+    std::string local = utf8;
+    if (random->Percent(40)) {
+      const std::size_t at = random->Below(kRussianWords.size());
+      if (kind < 6) {
+        utf8 = Pick(random, kLatinWords);
+        local = ToLatin1(utf8);
+      } else if (kind < 8) {
+        local = utf8 = Pick(random, kForeignWords);
+      } else {
+        utf8 = kind == 8 ? kJapaneseUtf8Words[at] : kRussianUtf8Words[at];
+        local = kind == 8 ? kShiftJisWords[at] : kRussianWords[at];
+      }
+    }
+    text.utf8 += " " + utf8;
+    text.local += " " + local;
   }
-  return out;
+  return text;
 }
 
 std::string TopFields(Random* random) {

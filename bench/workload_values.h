@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "workload.h"
 #include "workload_codec.h"
 
 namespace bench {
@@ -23,8 +24,8 @@ std::string AddressList(Random* random, std::size_t count, bool mixed, std::stri
 // A value of 5 to 41 words, four in ten of them encoded words in one of four charsets; folded as
 // writers fold it.
 std::string EncodedText(Random* random);
-// The same kind of text before it is encoded: UTF-8, every character within ISO-8859-1.
-std::string LatinText(Random* random);
+// The same kind of text before it is encoded.
+EightBitText EightBitHeader(Random* random);
 // Every header field of a message but the MIME ones.
 std::string TopFields(Random* random);
 std::string Number(std::size_t value, int digits = 1);
