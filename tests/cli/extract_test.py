@@ -70,6 +70,10 @@ class CliExtract(ToolTest):
         path = self.file("last.eml", crlf("Subject: x\n\ntext\nbegin 644 cat\n#0V%T\n`\nend\n"))
         self.assertEqual(self.bodies(path), [b"text\r\n", b"Cat"])
 
+    def test_writes_an_empty_part_of_a_multipart(self):
+        path = self.file("none.eml", crlf("MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n\n--b\n--b--\n"))
+        self.assertEqual(self.bodies(path), [b""])
+
     def test_extracts_unclosed_parts(self):
         self.assertEqual([row["part"] for row in self.extract(sample("malformed-truncated.eml"))], [1, 3, 4])
 

@@ -1,8 +1,9 @@
 """The main commands under valgrind: no wrong access, no leak."""
 import os
+import resource
 
 import tool
-from tool import DATA, SOURCE, ToolTest, has_program, sample
+from tool import DATA, SOURCE, ToolTest, crlf, has_program, sample
 
 SUPPRESSIONS = [os.path.join(SOURCE, "tests", "valgrind.supp"), os.path.join(SOURCE, "tests", "cli", "valgrind.supp")]
 
@@ -55,3 +56,15 @@ class CliMemory(ToolTest):
         self.good("config", "set", "Options", "TabSize", "4")
         self.good("config", "show")
         self.good("config", "check")
+
+
+class CliMemoryLimit(ToolTest):
+    def test_says_that_memory_is_short(self):
+        # A million parts do not fit into what is left, wherever that shows first.
+        head = "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n\n"
+        path = self.file("many.eml", crlf(head + "--b\n\nx\n" * 1000000 + "--b--\n"))
+        for megabytes in (60, 90, 140, 200):
+            size = megabytes << 20
+            done = self.run_tool("parse", path, before=lambda: resource.setrlimit(resource.RLIMIT_AS, (size, size)))
+            self.assertEqual((done.code, len(done.errors.splitlines())), (70, 1), done.err)
+            self.assertIn("many.eml: out of memory", done.errors)

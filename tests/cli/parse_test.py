@@ -1,4 +1,5 @@
 """qob parse: the tree, positions in the user's file, and every kind of FILE."""
+import base64
 import os
 import threading
 
@@ -14,11 +15,58 @@ class CliParse(ToolTest):
         (row,) = self.json("parse", path, *more)
         return row["parts"]
 
+    def prints(self, name):
+        """The readable form of a sample, and standard error behind it, as they are kept in golden/."""
+        done = self.good("parse", name, cwd=DATA)
+        golden = read(os.path.join(os.path.dirname(__file__), "golden", "parse-%s.txt" % name.split(".")[0])).decode()
+        self.assertEqual(done.text + done.errors, golden)
+
     def test_prints_the_tree_of_a_nested_multipart(self):
-        done = self.good("parse", "nested-multipart.eml", cwd=DATA)
-        golden = read(os.path.join(os.path.dirname(__file__), "golden", "parse-nested-multipart.txt")).decode()
-        self.assertEqual(done.text, golden)
-        self.assertEqual(done.errors, "")
+        self.prints("nested-multipart.eml")
+
+    def test_prints_the_tree_of_an_encapsulated_message(self):
+        self.prints("encapsulated-message.eml")
+
+    def test_prints_the_tree_of_a_delivery_status_notification(self):
+        self.prints("dsn.eml")
+
+    def test_prints_the_tree_of_a_truncated_message(self):
+        self.prints("malformed-truncated.eml")
+
+    def test_prints_the_tree_of_a_malformed_header(self):
+        self.prints("malformed-header.eml")
+
+    def test_prints_the_tree_of_a_text_with_uuencode(self):
+        self.prints("uuencode-in-text.eml")
+
+    def test_prints_the_tree_of_a_text_with_binhex(self):
+        self.prints("binhex-in-text.eml")
+
+    def test_prints_the_tree_of_a_mime_text_with_both(self):
+        self.prints("attachments-in-mime-text.eml")
+
+    def test_prints_the_tree_of_hostile_names(self):
+        self.prints("hostile-names.eml")
+
+    def test_prints_the_trees_of_an_mbox(self):
+        self.prints("three-messages.mbox")
+
+    def test_every_part_of_every_sample_lies_between_its_delimiters(self):
+        for name in message_samples():
+            data = read(sample(name))
+            for part in self.parts(sample(name))[1:]:
+                before = data[:part["start"]].splitlines()[-1]
+                behind = data[part["end"]:part["end"] + 2]
+                opened = part["parent"] and data[:part["start"]].endswith((b"\n\r\n", b"\n\n"))
+                if part["type"] == "x-embedded":
+                    self.assertTrue(data[part["start"]:].startswith(b"begin 644 "), name)
+                    self.assertTrue(data[:part["end"]].endswith(b"\nend\r\n"), name)
+                elif part["subtype"] == "mac-binhex40":
+                    self.assertTrue(data[part["start"]:].startswith(b"(This file must be converted"), name)
+                    self.assertTrue(data[:part["end"]].endswith(b":\r\n"), name)
+                elif name not in ("uuencode-in-text.eml", "binhex-in-text.eml"):
+                    self.assertTrue(before.startswith(b"--") or opened, (name, part))
+                    self.assertTrue(behind == b"--" or part["end"] == len(data), (name, part))
 
     def test_gives_every_sample_as_valid_json(self):
         for name in message_samples():
@@ -119,6 +167,13 @@ class CliParse(ToolTest):
     def test_keeps_its_message_on_one_line_for_a_file_name_of_two(self):
         path = self.file("two\nlines\x1b.eml", b"")
         self.fails(65, "parse", path, says="two lines\\x1b.eml")
+
+    def test_gives_the_bytes_of_a_file_name_that_is_not_utf8(self):
+        path = os.fsencode(self.dir) + b"/caf\xe9.eml"
+        write(path, b"Subject: x\r\n\r\n")
+        (row,) = self.json("parse", path)
+        self.assertEqual(row["file"], self.path("caf\ufffd.eml"))
+        self.assertEqual(base64.b64decode(row["file_base64"]), path)
 
     def test_reads_a_file_with_a_backslash_in_its_name(self):
         path = self.file("back\\slash.eml", read(sample("nested-multipart.eml")))

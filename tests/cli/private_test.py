@@ -70,6 +70,26 @@ class CliPrivate(ToolTest):
         process.stderr.close()
         self.assertEqual((process.wait(60), errors), (-signal.SIGPIPE, b""))
 
+    def test_a_signal_leaves_no_half_file_behind(self):
+        if not os.path.isdir("/dev/shm") or os.stat("/dev/shm").st_dev == os.stat(self.dir).st_dev:
+            self.skipTest("there is no second file system at /dev/shm")
+        size = 100 << 20
+        with open(self.path("big.eml"), "wb") as file:
+            file.write(b"Subject: x\r\n\r\n")
+            file.truncate(size)
+        for delay in range(4):
+            process = subprocess.Popen([TOOL, "extract", self.path("big.eml"), "-o", self.path("out")], stdout=subprocess.DEVNULL,
+                                       env=self.environment(TMPDIR="/dev/shm"))
+            while process.poll() is None and not (os.path.isdir(self.path("out")) and os.listdir(self.path("out"))):
+                time.sleep(0.001)
+            time.sleep(0.005 * delay)
+            process.send_signal(signal.SIGTERM)
+            self.assertIn(process.wait(60), (-signal.SIGTERM, 0))
+            left = os.listdir(self.path("out"))
+            self.assertEqual([os.path.getsize(self.path("out", name)) for name in left], [size - 14] * len(left))
+            for name in left:
+                os.remove(self.path("out", name))
+
     def test_an_ignored_hang_up_stays_ignored(self):
         process, directory = self.waiting(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         process.send_signal(signal.SIGHUP)

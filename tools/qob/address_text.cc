@@ -41,7 +41,8 @@ Json AddressJson(const RecipNode& node, bool decoded) {
 Json AddressesJson(const RecipTbl* table, bool decoded) {
   Json list = Json::array();
   if (table == nullptr) return list;
-  for (const RecipNode* node = table->head; node != nullptr; node = node->next) list.push_back(AddressJson(*node, decoded));
+  for (const RecipNode* node = table->head; node != nullptr; node = node->next)
+    list.push_back(AddressJson(*node, decoded));
   return list;
 }
 

@@ -10,7 +10,8 @@
 
 namespace cli {
 
-// "Phrase <address> (comment)"; a group or a source route, which bring their own signs, without the brackets.
+// "Phrase <address> (comment)"; a group or a source route, which bring their own signs, without the
+// brackets.
 std::string AddressText(const RecipNode& node);
 
 Json AddressJson(const RecipNode& node, bool decoded);

@@ -4,7 +4,8 @@
 //      8     16  zero
 //     24      2  number of entries: 3
 //     26   3x12  entries: identifier, offset, length (data fork 1, real name 3, Finder info 9)
-//     62         data fork, name, Finder info (type 4, creator 4, zero to 32); all numbers big-endian
+//     62         data fork, name, Finder info (type 4, creator 4, zero to 32); all numbers
+//     big-endian
 #include "applesingle.h"
 
 namespace cli {
@@ -17,7 +18,8 @@ constexpr std::uint32_t kFinderBytes = 32;
 
 std::string Big(std::uint32_t value, int bytes) {
   std::string text;
-  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) text += static_cast<char>(value >> shift & 0xFF);
+  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+    text += static_cast<char>(value >> shift & 0xFF);
   return text;
 }
 

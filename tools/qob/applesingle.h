@@ -1,4 +1,5 @@
-// Just enough of AppleSingle to hand a plain file to the BinHex encoder, and to tell an AppleSingle file from others.
+// Just enough of AppleSingle to hand a plain file to the BinHex encoder, and to tell an AppleSingle
+// file from others.
 #ifndef TOOLS_QOB_APPLESINGLE_H
 #define TOOLS_QOB_APPLESINGLE_H
 

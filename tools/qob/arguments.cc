@@ -23,7 +23,8 @@ struct Slots {
 constexpr int kManyOperands = 1 << 28;
 
 Failure UsageFailure(const std::string& what, const std::string& command) {
-  return Failure(ExitCode::kUsage, what + "; see 'qob " + command + (command.empty() ? "" : " ") + "--help'");
+  return Failure(ExitCode::kUsage,
+                 what + "; see 'qob " + command + (command.empty() ? "" : " ") + "--help'");
 }
 
 void AddOption(const OptionRow& row, Slots* slots) {
@@ -34,8 +35,10 @@ void AddOption(const OptionRow& row, Slots* slots) {
     return;
   }
   CLI::Option* const option = slots->app->add_option_function<std::vector<std::string>>(
-      row.names, [slots, name](const std::vector<std::string>& given) { slots->values[name] = given; });
-  option->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      row.names,
+      [slots, name](const std::vector<std::string>& given) { slots->values[name] = given; });
+  option->expected(1)->allow_extra_args(false)->multi_option_policy(
+      CLI::MultiOptionPolicy::TakeAll);
   if (row.offers == Offers::kWords) {
     option->check(CLI::IsMember(CLI::detail::split(row.words, ' ')));
   }
@@ -54,11 +57,13 @@ void CheckOperands(const CommandRow& command, const std::vector<std::string>& gi
   std::size_t most = 0;
   std::size_t least = 0;
   for (const OperandRow& operand : command.operands) {
-    if (given.size() < least + static_cast<std::size_t>(operand.least)) throw UsageFailure(std::string(operand.name) + " is missing", command.name);
+    if (given.size() < least + static_cast<std::size_t>(operand.least))
+      throw UsageFailure(std::string(operand.name) + " is missing", command.name);
     least += static_cast<std::size_t>(operand.least);
     most = operand.most < 0 ? given.size() : most + static_cast<std::size_t>(operand.most);
   }
-  if (given.size() > most) throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
+  if (given.size() > most)
+    throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
 }
 
 class Application {
@@ -156,7 +161,8 @@ bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* print
 
 std::string Arguments::Value(std::string_view option, std::string_view otherwise) const {
   const auto found = values.find(option);
-  return found == values.end() || found->second.empty() ? std::string(otherwise) : found->second.back();
+  return found == values.end() || found->second.empty() ? std::string(otherwise)
+                                                        : found->second.back();
 }
 
 std::vector<std::string> Arguments::All(std::string_view option) const {
@@ -170,7 +176,8 @@ std::vector<int> Arguments::Numbers(std::string_view option) const {
     int number = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number < 0) {
-      throw Failure(ExitCode::kUsage, std::string(option) + " " + text + ": not a part number; 'qob parse' shows them");
+      throw Failure(ExitCode::kUsage, std::string(option) + " " + text +
+                                          ": not a part number; 'qob parse' shows them");
     }
     numbers.push_back(number);
   }

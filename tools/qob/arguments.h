@@ -14,7 +14,8 @@ namespace cli {
 class Arguments {
  public:
   const CommandRow* command = nullptr;
-  std::map<std::string, std::vector<std::string>, std::less<>> values;  // by long option name; a switch has one "1"
+  std::map<std::string, std::vector<std::string>, std::less<>>
+      values;  // by long option name; a switch has one "1"
   std::vector<std::string> operands;
 
   bool Has(std::string_view option) const { return values.find(option) != values.end(); }
@@ -25,8 +26,8 @@ class Arguments {
   std::vector<int> Numbers(std::string_view option) const;
 };
 
-// Parses the command line. Prints help or the version and returns false when that is all that was asked for; throws
-// Failure(kUsage) for a line that does not fit the table.
+// Parses the command line. Prints help or the version and returns false when that is all that was
+// asked for; throws Failure(kUsage) for a line that does not fit the table.
 bool ParseArguments(int count, char** words, Arguments* arguments, std::string* printed);
 
 }  // namespace cli

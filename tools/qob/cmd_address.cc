@@ -16,7 +16,9 @@ constexpr const char* kSchema = "qob.address/1";
 
 class Table {
  public:
-  explicit Table(std::string text) : text_(std::move(text)) { count_ = RecipParse(text_.data(), &table_, 1); }
+  explicit Table(std::string text) : text_(std::move(text)) {
+    count_ = RecipParse(text_.data(), &table_, 1);
+  }
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
   ~Table() { Clear_RT(&table_); }
@@ -32,12 +34,14 @@ class Table {
 
 std::string Field(const char* name, const char* value, bool decoded) {
   if (value == nullptr || value[0] == '\0') return {};
-  return std::string("  ") + name + "=" + Visible(decoded ? DecodedText(value) : std::string(value));
+  return std::string("  ") + name + "=" +
+         Visible(decoded ? DecodedText(value) : std::string(value));
 }
 
 void PrintPlain(const RecipNode& node, bool decoded) {
-  Out().Line(Visible(node.address) + Field("phrase", node.phrase, decoded) + Field("comment", node.comment, decoded) +
-             Field("local", node.localPart, false) + Field("domain", node.domain, false));
+  Out().Line(Visible(node.address) + Field("phrase", node.phrase, decoded) +
+             Field("comment", node.comment, decoded) + Field("local", node.localPart, false) +
+             Field("domain", node.domain, false));
 }
 
 void PrintJson(const RecipNode& node, bool decoded) {
@@ -54,7 +58,8 @@ ExitCode RunAddress(const Arguments& arguments) {
   const bool decoded = arguments.Has("--decoded");
   const ExitCode code = ForEachText(arguments.operands, [&](const std::string& text) {
     const Table table(text);
-    if (table.empty()) throw Failure(ExitCode::kData, "no address in it: check its quotes, brackets and commas");
+    if (table.empty())
+      throw Failure(ExitCode::kData, "no address in it: check its quotes, brackets and commas");
     for (const RecipNode* node = table.first(); node != nullptr; node = node->next) {
       if (arguments.Has("--json")) {
         PrintJson(*node, decoded);

@@ -28,7 +28,9 @@ std::string Owned(char* text) {
   return copy;
 }
 
-std::string NativePath(const std::string& library_path) { return Owned(QOBNativePath(library_path.c_str())); }
+std::string NativePath(const std::string& library_path) {
+  return Owned(QOBNativePath(library_path.c_str()));
+}
 
 std::string FirstBytes(const std::string& path, std::size_t count) {
   sys::File file = sys::File::OpenToRead(path);
@@ -46,7 +48,8 @@ bool ForEachBlock(const std::string& path, Take take) {
   std::ptrdiff_t got = file ? 1 : -1;
   while (got > 0) {
     got = file.Read(block.data(), block.size());
-    if (got > 0 && !take(std::string_view(block.data(), static_cast<std::size_t>(got)))) return false;
+    if (got > 0 && !take(std::string_view(block.data(), static_cast<std::size_t>(got))))
+      return false;
   }
   return got == 0;
 }
@@ -55,11 +58,15 @@ bool ForEachBlock(const std::string& path, Take take) {
 
 std::string FourCharacters(const Arguments& arguments, const std::string& option) {
   const std::string code = arguments.Value(option, "????");
-  if (code.size() != 4) throw Failure(ExitCode::kUsage, "binhex encode: " + option + " " + code + ": give exactly four characters");
+  if (code.size() != 4)
+    throw Failure(ExitCode::kUsage,
+                  "binhex encode: " + option + " " + code + ": give exactly four characters");
   return code;
 }
 
-std::string LastComponent(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
+std::string LastComponent(const std::string& path) {
+  return path.substr(path.find_last_of('/') + 1);
+}
 
 // The plain file as the data fork of an AppleSingle file in the private directory.
 std::string Wrapped(const PrivateSite& site, const std::string& path, MacFile mac) {
@@ -74,7 +81,9 @@ std::string Wrapped(const PrivateSite& site, const std::string& path, MacFile ma
          });
   done = done && copied == mac.data_bytes && to.Write(AppleSingleTail(mac)) && to.Close();
   if (!done) {
-    throw Failure(ExitCode::kIo, wrapped + ": a temporary copy cannot be written: free some space, or set TMPDIR to another directory");
+    throw Failure(ExitCode::kIo, wrapped +
+                                     ": a temporary copy cannot be written: free some space, or "
+                                     "set TMPDIR to another directory");
   }
   return wrapped;
 }
@@ -83,11 +92,16 @@ void PlaceAs(const std::string& source, const std::string& path, bool force) {
   const std::size_t slash = path.find_last_of('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   sys::OutputFolder out(folder);
-  const sys::Placed placed = out ? out.Place(source, LastComponent(path), force) : sys::Placed::kFailed;
+  const sys::Placed placed =
+      out ? out.Place(source, LastComponent(path), force) : sys::Placed::kFailed;
   if (placed == sys::Placed::kDone) return;
-  if (placed == sys::Placed::kExists) throw Failure(ExitCode::kCantCreate, path + ": exists: use --force to take its place, or give another name");
-  const ExitCode code = sys::IsPermission(out.error()) ? ExitCode::kNoPermission : ExitCode::kCantCreate;
-  throw Failure(code, path + ": cannot be written: " + sys::ErrorText(out.error()) + ": give another file with -o");
+  if (placed == sys::Placed::kExists)
+    throw Failure(ExitCode::kCantCreate,
+                  path + ": exists: use --force to take its place, or give another name");
+  const ExitCode code =
+      sys::IsPermission(out.error()) ? ExitCode::kNoPermission : ExitCode::kCantCreate;
+  throw Failure(code, path + ": cannot be written: " + sys::ErrorText(out.error()) +
+                          ": give another file with -o");
 }
 
 void CopyToOutput(const std::string& path) {
@@ -95,7 +109,8 @@ void CopyToOutput(const std::string& path) {
     Out().Write(block);
     return true;
   });
-  if (!read) throw Failure(ExitCode::kIo, path + ": cannot be read again: check the temporary directory");
+  if (!read)
+    throw Failure(ExitCode::kIo, path + ": cannot be read again: check the temporary directory");
 }
 
 // ---- decode ----
@@ -106,7 +121,8 @@ struct Forks {
   std::int64_t resource_bytes = 0;
 };
 
-std::int32_t WriteData(void* context, const void* buffer, std::uint32_t count, std::uint32_t* total) {
+std::int32_t WriteData(void* context, const void* buffer, std::uint32_t count,
+                       std::uint32_t* total) {
   Forks* const forks = static_cast<Forks*>(context);
   if (!forks->data.Write({static_cast<const char*>(buffer), count})) return -1;
   forks->data_bytes += count;
@@ -169,8 +185,10 @@ struct Decoded {
 };
 
 Failure NotBinHex(const std::string& operand) {
-  return Failure(ExitCode::kData, operand + ": no whole BinHex 4.0 text in it: " + LibraryLog::Get().LastProblem("header, data or end are missing") +
-                                      ": get the file again, or give another one");
+  return Failure(ExitCode::kData,
+                 operand + ": no whole BinHex 4.0 text in it: " +
+                     LibraryLog::Get().LastProblem("header, data or end are missing") +
+                     ": get the file again, or give another one");
 }
 
 Decoded DecodeForks(const PrivateSite& site, const std::string& operand, const std::string& path) {
@@ -184,11 +202,13 @@ Decoded DecodeForks(const PrivateSite& site, const std::string& operand, const s
   std::uint32_t creator = 0;
   std::uint32_t flags = 0;
   char* name = nullptr;
-  const std::int32_t done = SplitBinHexForks(&forks, path.c_str(), start, count, WriteData, CountResource, &name, &type, &creator, &flags);
+  const std::int32_t done = SplitBinHexForks(&forks, path.c_str(), start, count, WriteData,
+                                             CountResource, &name, &type, &creator, &flags);
   decoded.name = Owned(name);
   const bool closed = forks.data.Close();
   if (forks.data.error() != 0 || !closed) {
-    throw Failure(ExitCode::kIo, decoded.source + ": cannot be written: " + sys::ErrorText(forks.data.error()) +
+    throw Failure(ExitCode::kIo, decoded.source +
+                                     ": cannot be written: " + sys::ErrorText(forks.data.error()) +
                                      ": free some space, or set TMPDIR to another directory");
   }
   if (done != 0) throw NotBinHex(operand);
@@ -208,7 +228,9 @@ void TakeAppleSingle(const std::string& operand, const std::string& path, Decode
   std::int32_t done = -1;
   if (input != -1) {
     setfpos(input, start);
-    done = ConvertBinHexToAS(path.c_str(), input, static_cast<std::int32_t>(sys::StatusOf(path).size_bytes) - start, &output, &name);
+    done = ConvertBinHexToAS(path.c_str(), input,
+                             static_cast<std::int32_t>(sys::StatusOf(path).size_bytes) - start,
+                             &output, &name);
     fileclose(input);
   }
   const std::string made = Owned(output);
@@ -218,11 +240,11 @@ void TakeAppleSingle(const std::string& operand, const std::string& path, Decode
   decoded->wanted = decoded->name + ".as";
 }
 
-void PrintDecoded(const Arguments& arguments, const std::string& operand, const Decoded& decoded, const std::string& path,
-                  std::int64_t size_bytes) {
+void PrintDecoded(const Arguments& arguments, const std::string& operand, const Decoded& decoded,
+                  const std::string& path, std::int64_t size_bytes) {
   if (!arguments.Has("--json")) {
-    Out().Line(Visible(operand) + ": " + Visible(path) + ": " + std::to_string(size_bytes) + " bytes, type " + Visible(decoded.type) +
-               ", creator " + Visible(decoded.creator));
+    Out().Line(Visible(operand) + ": " + Visible(path) + ": " + std::to_string(size_bytes) +
+               " bytes, type " + Visible(decoded.type) + ", creator " + Visible(decoded.creator));
     return;
   }
   Json line;
@@ -245,16 +267,20 @@ ExitCode RunBinHexEncode(const Arguments& arguments) {
   MacFile mac;
   mac.type = FourCharacters(arguments, "--type");
   mac.creator = FourCharacters(arguments, "--creator");
-  mac.name = arguments.Value("--name", operand == "-" ? "untitled" : LastComponent(operand)).substr(0, kLongestMacName);
-  if (mac.name.empty()) throw Failure(ExitCode::kUsage, "binhex encode: the name is empty: give one with --name");
+  mac.name = arguments.Value("--name", operand == "-" ? "untitled" : LastComponent(operand))
+                 .substr(0, kLongestMacName);
+  if (mac.name.empty())
+    throw Failure(ExitCode::kUsage, "binhex encode: the name is empty: give one with --name");
   const PrivateSite site(arguments.Has("--verbose"));
   std::string path = LibraryPath(site, operand);
   if (!IsAppleSingle(FirstBytes(path, 4))) path = Wrapped(site, path, mac);
   char* made = nullptr;
   if (ConvertASToBinHex(path.c_str(), mac.name.c_str(), &made) != 0) {
     FreeString(made);
-    throw Failure(ExitCode::kData, operand + ": cannot be written as BinHex: " + LibraryLog::Get().LastProblem("its AppleSingle header is damaged") +
-                                       ": check the file and the space in the temporary directory");
+    throw Failure(ExitCode::kData,
+                  operand + ": cannot be written as BinHex: " +
+                      LibraryLog::Get().LastProblem("its AppleSingle header is damaged") +
+                      ": check the file and the space in the temporary directory");
   }
   const std::string result = NativePath(Owned(made));
   const std::string out = arguments.Value("--output");
@@ -275,7 +301,8 @@ ExitCode RunBinHexDecode(const Arguments& arguments) {
   if (arguments.Has("--applesingle")) {
     TakeAppleSingle(operand, path, &decoded);
   } else if (decoded.resource_bytes != 0) {
-    Message(operand + ": a resource fork of " + std::to_string(decoded.resource_bytes) + " bytes is left out; --applesingle keeps it");
+    Message(operand + ": a resource fork of " + std::to_string(decoded.resource_bytes) +
+            " bytes is left out; --applesingle keeps it");
   }
   const std::int64_t size_bytes = sys::StatusOf(decoded.source).size_bytes;
   FileDrop drop(arguments.Value("--output", "."), arguments.Has("--force"));

@@ -70,26 +70,33 @@ std::vector<Setting> AllSettings(const SiteProfile& profile, bool with_unset) {
   std::vector<Setting> settings;
   for (const KeyRow& row : KnownKeys()) {
     Setting setting = SettingOf(profile, row);
-    if (with_unset || setting.entry != nullptr || setting.has_default) settings.push_back(std::move(setting));
+    if (with_unset || setting.entry != nullptr || setting.has_default)
+      settings.push_back(std::move(setting));
   }
   return settings;
 }
 
 void CheckOperand(const std::string& what, const std::string& text) {
   if (text.find_first_of("\r\n") != std::string::npos || text.empty()) {
-    throw Failure(ExitCode::kUsage, "config: " + what + " is empty or holds a line end: give one line of text");
+    throw Failure(ExitCode::kUsage,
+                  "config: " + what + " is empty or holds a line end: give one line of text");
   }
 }
 
-void RefuseDoubtful(const Arguments& arguments, const std::string& section, const std::string& key, const std::string& value) {
+void RefuseDoubtful(const Arguments& arguments, const std::string& section, const std::string& key,
+                    const std::string& value) {
   if (arguments.Has("--force")) return;
   const KeyRow* const row = FindKey(section, key);
   if (row == nullptr) {
-    throw Failure(ExitCode::kUsage, "config set: nothing reads [" + section + "] " + key + ": 'qob config show --all' lists the keys; --force writes it all the same");
+    throw Failure(ExitCode::kUsage,
+                  "config set: nothing reads [" + section + "] " + key +
+                      ": 'qob config show --all' lists the keys; --force writes it all the same");
   }
   if (value.size() > row->buffer_bytes - 1) {
-    throw Failure(ExitCode::kUsage, "config set: the value is " + std::to_string(value.size()) + " bytes long and would be cut to " +
-                                        std::to_string(row->buffer_bytes - 1) + ": give a shorter one; --force writes it all the same");
+    throw Failure(ExitCode::kUsage, "config set: the value is " + std::to_string(value.size()) +
+                                        " bytes long and would be cut to " +
+                                        std::to_string(row->buffer_bytes - 1) +
+                                        ": give a shorter one; --force writes it all the same");
   }
 }
 
@@ -98,9 +105,11 @@ Failure CannotWrite(const std::string& path) {
   const std::string folder = path.substr(0, path.find_last_of('/'));
   const sys::Status status = sys::StatusOf(folder.empty() ? "/" : folder);
   if (status.kind == sys::Kind::kMissing) {
-    return {ExitCode::kCantCreate, path + ": cannot be written: " + sys::ErrorText(status.error) + ": make the directory " + folder + " first"};
+    return {ExitCode::kCantCreate, path + ": cannot be written: " + sys::ErrorText(status.error) +
+                                       ": make the directory " + folder + " first"};
   }
-  return {ExitCode::kNoPermission, path + ": cannot be written: the file or its directory refuses it: run as its owner"};
+  return {ExitCode::kNoPermission,
+          path + ": cannot be written: the file or its directory refuses it: run as its owner"};
 }
 
 }  // namespace
@@ -111,10 +120,12 @@ ExitCode RunConfigShow(const Arguments& arguments) {
   if (arguments.Has("--json")) {
     for (const Setting& setting : settings) PrintJson(profile, setting);
   } else {
-    Out().Line(Visible(profile.path()) + " (" + profile.chosen_by() + (profile.exists() ? ")" : ", does not exist)"));
+    Out().Line(Visible(profile.path()) + " (" + profile.chosen_by() +
+               (profile.exists() ? ")" : ", does not exist)"));
     const auto row = [&](std::size_t i) -> Columns::Cells {
       const Setting& setting = settings[i];
-      return {setting.section, setting.key, OriginText(setting), Visible(setting.value) + (setting.cut ? " [cut]" : "")};
+      return {setting.section, setting.key, OriginText(setting),
+              Visible(setting.value) + (setting.cut ? " [cut]" : "")};
     };
     Columns({"section", "key", "origin", "value"}).Print(settings.size(), row, Paint("never"));
   }
@@ -128,7 +139,9 @@ ExitCode RunConfigGet(const Arguments& arguments) {
   const std::string& key = arguments.operands[1];
   const Setting setting = SettingOf(profile, section, key);
   if (setting.entry == nullptr && !setting.known) {
-    throw Failure(ExitCode::kConfig, profile.path() + ": [" + section + "] " + key + " is not set and no part of the system knows it: 'qob config show --all' lists the keys");
+    throw Failure(ExitCode::kConfig, profile.path() + ": [" + section + "] " + key +
+                                         " is not set and no part of the system knows it: 'qob "
+                                         "config show --all' lists the keys");
   }
   if (arguments.Has("--json")) {
     PrintJson(profile, setting);
@@ -142,7 +155,9 @@ ExitCode RunConfigGet(const Arguments& arguments) {
 ExitCode RunConfigSet(const Arguments& arguments) {
   const bool unset = arguments.Has("--unset");
   if (unset != (arguments.operands.size() == 2)) {
-    throw Failure(ExitCode::kUsage, unset ? "config set: --unset takes no value: leave one of them out" : "config set: the value is missing: give one, or --unset");
+    throw Failure(ExitCode::kUsage,
+                  unset ? "config set: --unset takes no value: leave one of them out"
+                        : "config set: the value is missing: give one, or --unset");
   }
   const std::string& section = arguments.operands[0];
   const std::string& key = arguments.operands[1];
@@ -154,7 +169,9 @@ ExitCode RunConfigSet(const Arguments& arguments) {
   const SiteProfile profile(arguments);
   if (unset && EntryOf(profile.scan(), section, key) == nullptr) return ExitCode::kOk;
   const char* const written = unset ? nullptr : value.c_str();
-  if (QOBWritePrivateProfileString(section.c_str(), key.c_str(), written, profile.path().c_str()) == 0) throw CannotWrite(profile.path());
+  if (QOBWritePrivateProfileString(section.c_str(), key.c_str(), written, profile.path().c_str()) ==
+      0)
+    throw CannotWrite(profile.path());
   return ExitCode::kOk;
 }
 

@@ -42,27 +42,36 @@ std::vector<Finding> Checker::Check() {
   if (!profile_.exists()) Add(0, "does not exist: every value is its default");
   for (const ProfileSection& section : profile_.scan().sections) CheckSection(section);
   for (const ProfileEntry& entry : profile_.scan().entries) CheckEntry(entry);
-  std::stable_sort(findings_.begin(), findings_.end(), [](const Finding& left, const Finding& right) { return left.line < right.line; });
+  std::stable_sort(
+      findings_.begin(), findings_.end(),
+      [](const Finding& left, const Finding& right) { return left.line < right.line; });
   return findings_;
 }
 
 void Checker::CheckSection(const ProfileSection& section) {
   if (section.line != section.first_line) {
-    Add(section.line, "section [" + section.name + "] stands on line " + std::to_string(section.first_line) + " already: nothing below this line is read");
+    Add(section.line, "section [" + section.name + "] stands on line " +
+                          std::to_string(section.first_line) +
+                          " already: nothing below this line is read");
   } else if (!IsKnownSection(section.name)) {
     Add(section.line, "unknown section [" + section.name + "]");
   }
 }
 
 void Checker::CheckEntry(const ProfileEntry& entry) {
-  if (entry.key.empty()) return Add(entry.line, "not an entry, a section or a comment: \"" + entry.value + "\" is not read");
-  if (entry.section.empty()) return Add(entry.line, "key \"" + entry.key + "\" stands before the first section and is not read");
+  if (entry.key.empty())
+    return Add(entry.line,
+               "not an entry, a section or a comment: \"" + entry.value + "\" is not read");
+  if (entry.section.empty())
+    return Add(entry.line,
+               "key \"" + entry.key + "\" stands before the first section and is not read");
   if (!entry.in_first || !IsKnownSection(entry.section)) return;  // told for its section
   const KeyRow* const row = FindKey(entry.section, entry.key);
   if (row == nullptr) return Add(entry.line, "unknown key " + Named(entry));
   const ProfileEntry* const first = EntryOf(profile_.scan(), *row);
   if (first != nullptr && first != &entry) {
-    return Add(entry.line, Named(entry) + " is set on line " + std::to_string(first->line) + " already: this value is not read");
+    return Add(entry.line, Named(entry) + " is set on line " + std::to_string(first->line) +
+                               " already: this value is not read");
   }
   CheckValue(entry, *row);
 }
@@ -70,7 +79,8 @@ void Checker::CheckEntry(const ProfileEntry& entry) {
 void Checker::CheckValue(const ProfileEntry& entry, const KeyRow& row) {
   const std::size_t longest = row.buffer_bytes - 1;
   if (entry.value.size() > longest) {
-    std::string text = Named(entry) + " is longer than " + std::to_string(longest) + " bytes and is cut to \"" + entry.value.substr(0, longest) + "\"";
+    std::string text = Named(entry) + " is longer than " + std::to_string(longest) +
+                       " bytes and is cut to \"" + entry.value.substr(0, longest) + "\"";
     if (row.kind == ValueKind::kZone) text += "; TimeZone=xxx keeps the system's zone";
     return Add(entry.line, text);
   }
@@ -78,7 +88,8 @@ void Checker::CheckValue(const ProfileEntry& entry, const KeyRow& row) {
 }
 
 bool IsOneOf(const std::string& value, std::initializer_list<std::string_view> words) {
-  return std::any_of(words.begin(), words.end(), [&](std::string_view word) { return EqualFold(value, word); });
+  return std::any_of(words.begin(), words.end(),
+                     [&](std::string_view word) { return EqualFold(value, word); });
 }
 
 bool IsNumber(const std::string& value) {
@@ -99,16 +110,19 @@ void Checker::CheckKind(const ProfileEntry& entry, const KeyRow& row) {
   const std::string shown = "\"" + entry.value + "\"";
   switch (row.kind) {
     case ValueKind::kSwitch:
-      if (!IsOneOf(entry.value, {"YES", "NO"})) Add(entry.line, Named(entry) + " is " + shown + ": use YES or NO");
+      if (!IsOneOf(entry.value, {"YES", "NO"}))
+        Add(entry.line, Named(entry) + " is " + shown + ": use YES or NO");
       return;
     case ValueKind::kTrueFalse:
-      if (!IsOneOf(entry.value, {"TRUE", "FALSE"})) Add(entry.line, Named(entry) + " is " + shown + ": use TRUE or FALSE");
+      if (!IsOneOf(entry.value, {"TRUE", "FALSE"}))
+        Add(entry.line, Named(entry) + " is " + shown + ": use TRUE or FALSE");
       return;
     case ValueKind::kNumber:
       if (!IsNumber(entry.value)) Add(entry.line, Named(entry) + " is " + shown + ": use a number");
       return;
     case ValueKind::kWord:
-      if (!IsListed(entry.value, row.words)) Add(entry.line, Named(entry) + " is " + shown + ": use one of " + row.words);
+      if (!IsListed(entry.value, row.words))
+        Add(entry.line, Named(entry) + " is " + shown + ": use one of " + row.words);
       return;
     case ValueKind::kFolder:
       return CheckFolder(entry);
@@ -122,10 +136,14 @@ void Checker::CheckKind(const ProfileEntry& entry, const KeyRow& row) {
 void Checker::CheckFolder(const ProfileEntry& entry) {
   std::string path = entry.value;
   std::replace(path.begin(), path.end(), '\\', '/');
-  if (path.empty()) return Add(entry.line, Named(entry) + " is empty: name a directory, or remove the line");
+  if (path.empty())
+    return Add(entry.line, Named(entry) + " is empty: name a directory, or remove the line");
   const sys::Status status = sys::StatusOf(path);
-  if (status.kind == sys::Kind::kMissing) return Add(entry.line, Named(entry) + ": " + path + ": " + sys::ErrorText(status.error) + ": make the directory");
-  if (status.kind != sys::Kind::kFolder) Add(entry.line, Named(entry) + ": " + path + ": not a directory");
+  if (status.kind == sys::Kind::kMissing)
+    return Add(entry.line, Named(entry) + ": " + path + ": " + sys::ErrorText(status.error) +
+                               ": make the directory");
+  if (status.kind != sys::Kind::kFolder)
+    Add(entry.line, Named(entry) + ": " + path + ": not a directory");
 }
 
 void Print(const Arguments& arguments, const SiteProfile& profile, const Finding& finding) {

@@ -35,25 +35,28 @@ std::int64_t DaysFromCivil(std::int64_t year, std::int64_t month, std::int64_t d
   const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
   const std::int64_t year_of_era = year - era * 400;
   const std::int64_t day_of_year = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const std::int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+  const std::int64_t day_of_era =
+      year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
   return era * 146097 + day_of_era - 719468;
 }
 
 std::int64_t SecondsOf(const UtcDate& date) {
   const std::int64_t days = DaysFromCivil(date.year, date.month, date.day);
-  return days * 86400 + date.hour * 3600 + date.minute * 60 + date.second - std::int64_t{date.zoneOffset} * 60;
+  return days * 86400 + date.hour * 3600 + date.minute * 60 + date.second -
+         std::int64_t{date.zoneOffset} * 60;
 }
 
 bool ZoneKnown(const UtcDate& date) { return (date.flags & QOB_DATE_ZONE_KNOWN) != 0; }
 
 std::string IsoText(const UtcDate& date) {
   std::array<char, 80> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d", date.year, date.month, date.day, date.hour, date.minute,
-                date.second);
+  std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d", date.year, date.month,
+                date.day, date.hour, date.minute, date.second);
   std::string iso = text.data();
   if (!ZoneKnown(date)) return iso;
   const int minutes = std::abs(date.zoneOffset);
-  std::snprintf(text.data(), text.size(), "%c%02d:%02d", date.zoneOffset < 0 ? '-' : '+', minutes / 60, minutes % 60);
+  std::snprintf(text.data(), text.size(), "%c%02d:%02d", date.zoneOffset < 0 ? '-' : '+',
+                minutes / 60, minutes % 60);
   return iso + text.data();
 }
 
@@ -69,7 +72,9 @@ ExitCode RunDate(const Arguments& arguments) {
   const PrivateSite site(arguments.Has("--verbose"));
   const ExitCode code = ForEachText(arguments.operands, [&](const std::string& text) {
     const Date date = Read(text, arguments.Value("--form", "auto"));
-    if (date == nullptr) throw Failure(ExitCode::kData, "not a date of mail: write it like 'Sun, 15 Nov 2026 02:24:05 -0800'");
+    if (date == nullptr)
+      throw Failure(ExitCode::kData,
+                    "not a date of mail: write it like 'Sun, 15 Nov 2026 02:24:05 -0800'");
     const std::string rfc = RfcText(date.get());
     if (!arguments.Has("--json")) {
       Out().Line(IsoText(*date) + "  " + std::to_string(SecondsOf(*date)) + "  " + rfc);

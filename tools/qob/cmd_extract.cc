@@ -38,15 +38,19 @@ class LibraryFile {
   char* name_;
 };
 
-// Are the bytes of the body those of the file, so that embedded blocks can be cut out of it line by line?
+// Are the bytes of the body those of the file, so that embedded blocks can be cut out of it line by
+// line?
 bool IsUnencoded(const MimeBodyPart& part) {
   const char* const encoding = part.contentTransferEncoding;
-  return encoding == nullptr || SameText(encoding, "7bit") || SameText(encoding, "8bit") || SameText(encoding, "binary");
+  return encoding == nullptr || SameText(encoding, "7bit") || SameText(encoding, "8bit") ||
+         SameText(encoding, "binary");
 }
 
-// The empty text that stands behind an embedded block at the end of a plain message.
-bool IsEmptyRest(const MimeBodyPart& part) {
-  return part.contentType == nullptr && part.contentStart == part.bodyStart && part.bodyStart == part.contentEnd;
+// The empty text that stands behind an embedded block at the end of a message without MIME.
+bool IsEmptyRest(const MessageTree& tree, std::size_t index) {
+  const MimeBodyPart& part = tree.part(index);
+  return index != 0 && !tree.IsContainer(0) && part.contentType == nullptr &&
+         part.bodyStart == part.contentEnd;
 }
 
 struct Written {
@@ -85,7 +89,8 @@ class Extractor {
 
 std::string TypeOf(const MimeBodyPart& part) {
   if (part.contentType == nullptr) return "-";
-  return part.contentSubtype == nullptr ? part.contentType : std::string(part.contentType) + "/" + part.contentSubtype;
+  return part.contentSubtype == nullptr ? part.contentType
+                                        : std::string(part.contentType) + "/" + part.contentSubtype;
 }
 
 void Extractor::Extract(const Message822& message) {
@@ -105,14 +110,15 @@ std::vector<std::size_t> Extractor::Chosen(const MessageTree& tree) const {
   for (const int number : wanted_) {
     const std::size_t index = static_cast<std::size_t>(number);
     if (index >= tree.size()) {
-      throw Failure(ExitCode::kUsage, "has no part " + std::to_string(number) + ": its parts are 0 to " +
-                                          std::to_string(tree.size() - 1) + "; 'qob parse' shows them");
+      throw Failure(ExitCode::kUsage,
+                    "has no part " + std::to_string(number) + ": its parts are 0 to " +
+                        std::to_string(tree.size() - 1) + "; 'qob parse' shows them");
     }
     chosen.push_back(index);
   }
   if (!wanted_.empty()) return chosen;
   for (std::size_t i = 0; i < tree.size(); ++i) {
-    if (!tree.IsContainer(i) && !IsEmptyRest(tree.part(i))) chosen.push_back(i);
+    if (!tree.IsContainer(i) && !IsEmptyRest(tree, i)) chosen.push_back(i);
   }
   return chosen;
 }
@@ -122,24 +128,31 @@ std::string Extractor::WantedName(const MessageTree& tree, std::size_t index) co
   const MimeBodyPart& part = tree.part(index);
   const char* const true_name = MimeGetTrueName(&part);
   // A decoded BinHex part is an AppleSingle file, which its name has to tell.
-  if (SameText(part.contentSubtype, "mac-binhex40") && true_name != nullptr) return std::string(true_name) + ".as";
+  if (SameText(part.contentSubtype, "mac-binhex40") && true_name != nullptr)
+    return std::string(true_name) + ".as";
   return tree.NameOf(index);
 }
 
 std::string Extractor::Fallback(const MimeBodyPart& part, std::size_t index) const {
-  std::string extension = part.contentType == nullptr ? ".txt" : ExtensionFor(part.contentType, part.contentSubtype == nullptr ? "" : part.contentSubtype);
+  std::string extension =
+      part.contentType == nullptr
+          ? ".txt"
+          : ExtensionFor(part.contentType,
+                         part.contentSubtype == nullptr ? "" : part.contentSubtype);
   if (raw_) extension = ".eml";
   return "part-" + std::to_string(index) + extension;
 }
 
-Written Extractor::ExtractPart(const Message822& message, const MessageTree& tree, std::size_t index) {
+Written Extractor::ExtractPart(const Message822& message, const MessageTree& tree,
+                               std::size_t index) {
   MimeBodyPart& part = tree.part(index);
   const bool cut_out = !raw_ && tree.HasEmbedded(index) && IsUnencoded(part);
   const LibraryFile body(cut_out ? MimeGetBodyWithNoEmbeddedAttachment(&part)
                                  : MimeGetBody(&part, raw_ ? 1 : 0, QOB_INVALID_OSHANDLE));
   if (!body) {
     throw Failure(ExitCode::kIo, "part " + std::to_string(index) +
-                                     " cannot be written to the temporary directory: free some space, or set TMPDIR to another one");
+                                     " cannot be written to the temporary directory: free some "
+                                     "space, or set TMPDIR to another one");
   }
   Written file;
   file.part = index;
@@ -157,10 +170,12 @@ void Extractor::Print(const Message822& message, const std::vector<Written>& fil
     for (const Written& file : files) PrintJson(message, file);
     return;
   }
-  Out().Line(Visible(message.Label()) + ": " + std::to_string(files.size()) + (files.size() == 1 ? " file" : " files"));
+  Out().Line(Visible(message.Label()) + ": " + std::to_string(files.size()) +
+             (files.size() == 1 ? " file" : " files"));
   const auto row = [&](std::size_t i) -> Columns::Cells {
     const Written& file = files[i];
-    return {std::to_string(file.part), std::to_string(file.bytes), Visible(file.type), Visible(file.path)};
+    return {std::to_string(file.part), std::to_string(file.bytes), Visible(file.type),
+            Visible(file.path)};
   };
   Columns({"part", "size", "type", "file"}).Print(files.size(), row, Paint("never"));
 }
@@ -182,7 +197,9 @@ void Extractor::PrintJson(const Message822& message, const Written& file) const 
 }  // namespace
 
 ExitCode RunExtract(const Arguments& arguments) {
-  if (arguments.Value("--output").empty()) throw Failure(ExitCode::kUsage, "extract: the folder for the files is missing: give it with -o DIR");
+  if (arguments.Value("--output").empty())
+    throw Failure(ExitCode::kUsage,
+                  "extract: the folder for the files is missing: give it with -o DIR");
   Extractor extractor(arguments);
   const PrivateSite site(arguments.Has("--verbose"));
   MessageWalk walk(site, arguments.operands, arguments.Has("--recursive"));

@@ -72,15 +72,17 @@ constexpr TextRow kTexts[] = {
     {"Content-Description", "content_description", &addr822::contentDescription},
 };
 
-// The date of the record, and the text that it was made from. The library puts the present time in the place of a date that
-// cannot be read; the text tells the two apart.
+// The date of the record, and the text that it was made from. The library puts the present time in
+// the place of a date that cannot be read; the text tells the two apart.
 struct Date {
   bool present = false;
   bool readable = false;
   std::string original;
 };
 
-bool IsDateField(const std::string& name) { return SameText(name.c_str(), "date") || SameText(name.c_str(), "resent-date"); }
+bool IsDateField(const std::string& name) {
+  return SameText(name.c_str(), "date") || SameText(name.c_str(), "resent-date");
+}
 
 Date DateOf(const std::vector<HeaderField>& fields) {
   Date date;
@@ -96,14 +98,17 @@ Date DateOf(const std::vector<HeaderField>& fields) {
   return date;
 }
 
-// The address fields of the block of which no address could be read: the record shows nothing of them.
-std::vector<HeaderField> UnreadableOf(const std::vector<HeaderField>& fields, const addr822& header) {
+// The address fields of the block of which no address could be read: the record shows nothing of
+// them.
+std::vector<HeaderField> UnreadableOf(const std::vector<HeaderField>& fields,
+                                      const addr822& header) {
   std::vector<HeaderField> unreadable;
   for (const HeaderField& field : fields) {
     for (const AddressRow& row : kAddresses) {
       const HeaderAddressList* const list = header.*row.list;
       const bool empty = list == nullptr || list->table == nullptr || list->table->count == 0;
-      if (empty && !field.value.empty() && SameText(row.shown, field.name)) unreadable.push_back(field);
+      if (empty && !field.value.empty() && SameText(row.shown, field.name))
+        unreadable.push_back(field);
     }
   }
   return unreadable;
@@ -115,15 +120,19 @@ Header ReadHeader(const WorkingCopy& copy) {
   const std::int32_t file = fileopen(copy.path().c_str(), 0, 1);
   if (file == -1) {
     const LibraryLog& log = LibraryLog::Get();
-    if (log.SawBusyFile()) throw Failure(ExitCode::kTemporary, "another process holds it: try again later");
-    throw Failure(ExitCode::kNoInput, "cannot be opened: " + log.LastProblem("no reason given") + ": check the file");
+    if (log.SawBusyFile())
+      throw Failure(ExitCode::kTemporary, "another process holds it: try again later");
+    throw Failure(ExitCode::kNoInput,
+                  "cannot be opened: " + log.LastProblem("no reason given") + ": check the file");
   }
   std::int32_t lines = 0;
   std::int32_t status_line = 0;
   const std::int32_t done = ParseHdr(file, header.get(), &lines, &status_line);
   fileclose(file);
   if (done != 1) {
-    throw Failure(ExitCode::kData, "its header cannot be read: " + LibraryLog::Get().LastProblem("no reason given") + ": check the file");
+    throw Failure(ExitCode::kData,
+                  "its header cannot be read: " + LibraryLog::Get().LastProblem("no reason given") +
+                      ": check the file");
   }
   return header;
 }
@@ -131,7 +140,9 @@ Header ReadHeader(const WorkingCopy& copy) {
 class Printer {
  public:
   explicit Printer(const Arguments& arguments)
-      : json_(arguments.Has("--json")), decoded_(arguments.Has("--decoded")), paint_(arguments.Value("--color", "auto")) {
+      : json_(arguments.Has("--json")),
+        decoded_(arguments.Has("--decoded")),
+        paint_(arguments.Value("--color", "auto")) {
     const std::vector<int> parts = arguments.Numbers("--part");
     if (!parts.empty()) part_ = static_cast<std::size_t>(parts.back());
   }
@@ -152,13 +163,17 @@ class Printer {
  private:
   void PrintPart(const Message822& message);
   using Fields = std::vector<HeaderField>;
-  void PrintPlain(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable);
-  void PrintJson(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) const;
+  void PrintPlain(const Message822& message, const addr822& header, const Date& date,
+                  const Fields& unreadable);
+  void PrintJson(const Message822& message, const addr822& header, const Date& date,
+                 const Fields& unreadable) const;
   void StartPlain(const Message822& message);
   void Line(const std::string& name, const std::string& value) const;
   void Addresses(const std::string& name, const HeaderAddressList* list) const;
   void DateLine(const addr822& header, const Date& date) const;
-  std::string Text(std::string_view value) const { return decoded_ ? DecodedText(value) : std::string(value); }
+  std::string Text(std::string_view value) const {
+    return decoded_ ? DecodedText(value) : std::string(value);
+  }
   Json TextsJson(const ms* list) const;
   Json FieldsJson(const Fields& fields) const;
   Json Start(const Message822& message) const;
@@ -196,15 +211,18 @@ void Printer::DateLine(const addr822& header, const Date& date) const {
   Line("Date", header.date->text == nullptr ? date.original : header.date->text);
 }
 
-void Printer::PrintPlain(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) {
+void Printer::PrintPlain(const Message822& message, const addr822& header, const Date& date,
+                         const Fields& unreadable) {
   StartPlain(message);
   DateLine(header, date);
   for (const AddressRow& row : kAddresses) Addresses(row.shown, header.*row.list);
-  for (const HeaderField& field : unreadable) Line(field.name, "(no address can be read) " + Text(field.value));
+  for (const HeaderField& field : unreadable)
+    Line(field.name, "(no address can be read) " + Text(field.value));
   for (const TextRow& row : kTexts) {
     if (header.*row.value != nullptr) Line(row.shown, Text(header.*row.value));
   }
-  for (const ms* node = header.received; node != nullptr; node = node->next) Line("Received", node->text == nullptr ? "" : node->text);
+  for (const ms* node = header.received; node != nullptr; node = node->next)
+    Line("Received", node->text == nullptr ? "" : node->text);
   for (const ms* node = header.otherHeaders; node != nullptr; node = node->next) {
     if (node->text == nullptr) continue;
     for (const HeaderField& field : FieldsOf(node->text)) Line(field.name, Text(field.value));
@@ -252,7 +270,8 @@ Json Printer::FieldsJson(const Fields& fields) const {
   return list;
 }
 
-void Printer::PrintJson(const Message822& message, const addr822& header, const Date& date, const Fields& unreadable) const {
+void Printer::PrintJson(const Message822& message, const addr822& header, const Date& date,
+                        const Fields& unreadable) const {
   Json line = Start(message);
   line["date"] = DateJson(header, date);
   for (const AddressRow& row : kAddresses) {
@@ -275,11 +294,13 @@ void Printer::PrintJson(const Message822& message, const addr822& header, const 
 void Printer::PrintPart(const Message822& message) {
   const MessageTree tree(*message.copy, {});
   if (part_ >= tree.size()) {
-    throw Failure(ExitCode::kUsage, "has no part " + std::to_string(part_) + ": its parts are 0 to " + std::to_string(tree.size() - 1) +
+    throw Failure(ExitCode::kUsage, "has no part " + std::to_string(part_) +
+                                        ": its parts are 0 to " + std::to_string(tree.size() - 1) +
                                         "; 'qob parse' shows them");
   }
   const MimeBodyPart& part = tree.part(part_);
-  const std::vector<HeaderField> fields = FieldsOf(message.copy->Bytes(part.contentStart, part.bodyStart));
+  const std::vector<HeaderField> fields =
+      FieldsOf(message.copy->Bytes(part.contentStart, part.bodyStart));
   if (!json_) {
     StartPlain(message);
     for (const HeaderField& field : fields) Line(field.name, Text(field.value));

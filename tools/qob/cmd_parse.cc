@@ -30,7 +30,8 @@ std::vector<Place> PlacesOf(const MessageTree& tree, const WorkingCopy& copy) {
   }
   const std::vector<std::int64_t> mapped = copy.InUserFile(positions);
   std::vector<Place> places;
-  for (std::size_t i = 0; i < tree.size(); ++i) places.push_back({mapped[3 * i], mapped[3 * i + 1], mapped[3 * i + 2]});
+  for (std::size_t i = 0; i < tree.size(); ++i)
+    places.push_back({mapped[3 * i], mapped[3 * i + 1], mapped[3 * i + 2]});
   return places;
 }
 
@@ -63,9 +64,12 @@ class Printer {
   }
 
  private:
-  void PrintPlain(const Message822& message, const MessageTree& tree, const std::vector<Place>& places);
-  void PrintJson(const Message822& message, const MessageTree& tree, const std::vector<Place>& places) const;
-  static std::vector<std::string> Row(const MessageTree& tree, const std::vector<Place>& places, std::size_t index);
+  void PrintPlain(const Message822& message, const MessageTree& tree,
+                  const std::vector<Place>& places);
+  void PrintJson(const Message822& message, const MessageTree& tree,
+                 const std::vector<Place>& places) const;
+  static std::vector<std::string> Row(const MessageTree& tree, const std::vector<Place>& places,
+                                      std::size_t index);
   static Json PartJson(const MessageTree& tree, const Place& place, std::size_t index);
   static void TellProblems(const Message822& message);
 
@@ -75,7 +79,8 @@ class Printer {
   bool first_ = true;
 };
 
-std::vector<std::string> Printer::Row(const MessageTree& tree, const std::vector<Place>& places, std::size_t index) {
+std::vector<std::string> Printer::Row(const MessageTree& tree, const std::vector<Place>& places,
+                                      std::size_t index) {
   const MimeBodyPart& part = tree.part(index);
   const Place& place = places[index];
   const std::string name = Visible(tree.NameOf(index));
@@ -89,13 +94,15 @@ std::vector<std::string> Printer::Row(const MessageTree& tree, const std::vector
           name.empty() ? "-" : name};
 }
 
-void Printer::PrintPlain(const Message822& message, const MessageTree& tree, const std::vector<Place>& places) {
+void Printer::PrintPlain(const Message822& message, const MessageTree& tree,
+                         const std::vector<Place>& places) {
   if (!first_) Out().Line("");
   first_ = false;
   const std::string count = std::to_string(tree.size()) + (tree.size() == 1 ? " part" : " parts");
   Out().Line(paint_.Bold(Visible(message.Label())) + ": " + count);
   const Columns columns({"part", "type", "encoding", "disposition", "body", "bytes", "name"});
-  columns.Print(tree.size(), [&](std::size_t index) { return Row(tree, places, index); }, paint_);
+  columns.Print(
+      tree.size(), [&](std::size_t index) { return Row(tree, places, index); }, paint_);
   TellProblems(message);
 }
 
@@ -107,7 +114,8 @@ void Printer::TellProblems(const Message822& message) {
     Message(message.Label() + ": " + problem);
   }
   if (log.problem_count() > kShownProblems) {
-    Message(message.Label() + ": " + std::to_string(log.problem_count() - kShownProblems) + " more problems; --verbose shows all");
+    Message(message.Label() + ": " + std::to_string(log.problem_count() - kShownProblems) +
+            " more problems; --verbose shows all");
   }
 }
 
@@ -146,8 +154,10 @@ Json Printer::PartJson(const MessageTree& tree, const Place& place, std::size_t 
   return row;
 }
 
-// The parts are written one by one into the line, so that a message of a million parts needs no tree of all of them.
-void Printer::PrintJson(const Message822& message, const MessageTree& tree, const std::vector<Place>& places) const {
+// The parts are written one by one into the line, so that a message of a million parts needs no
+// tree of all of them.
+void Printer::PrintJson(const Message822& message, const MessageTree& tree,
+                        const std::vector<Place>& places) const {
   Json head;
   head["schema"] = kSchema;
   PutText(&head, "file", message.file);
@@ -156,7 +166,8 @@ void Printer::PrintJson(const Message822& message, const MessageTree& tree, cons
   head["end"] = message.range.end;
   head["line_ends"] = message.copy->converted() ? "converted" : "kept";
   head["problems"] = Json::array();
-  for (const std::string& problem : LibraryLog::Get().problems()) head["problems"].push_back(Repaired(problem));
+  for (const std::string& problem : LibraryLog::Get().problems())
+    head["problems"].push_back(Repaired(problem));
   std::string line = JsonText(head);
   line.back() = ',';
   Out().Write(line + "\"parts\":[");

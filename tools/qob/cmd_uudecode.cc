@@ -41,7 +41,9 @@ struct Block {
 class Decoder {
  public:
   Decoder(const Arguments& arguments, const PrivateSite& site)
-      : site_(site), json_(arguments.Has("--json")), drop_(arguments.Value("--output", "."), arguments.Has("--force")) {}
+      : site_(site),
+        json_(arguments.Has("--json")),
+        drop_(arguments.Value("--output", "."), arguments.Has("--force")) {}
 
   void Decode(const std::string& operand);
 
@@ -61,8 +63,10 @@ Block Decoder::Next(std::int32_t input) const {
   {
     const Handle output(filecreate(path.c_str(), 0, 1));
     if (!output) {
-      throw FatalFailure(ExitCode::kCantCreate, path + ": cannot be made: " + LibraryLog::Get().LastProblem("no reason given") +
-                                                    ": set TMPDIR to a directory that you can write");
+      throw FatalFailure(
+          ExitCode::kCantCreate,
+          path + ": cannot be made: " + LibraryLog::Get().LastProblem("no reason given") +
+              ": set TMPDIR to a directory that you can write");
     }
     char* name = nullptr;
     block.complete = uudecode(input, 0, output.number(), &name) == 1;
@@ -75,9 +79,11 @@ Block Decoder::Next(std::int32_t input) const {
 }
 
 void Decoder::Keep(const std::string& operand, const Block& block) {
-  const std::string path = drop_.Drop(site_.PathOf("block"), block.name, "block-" + std::to_string(++number_) + ".bin");
+  const std::string path =
+      drop_.Drop(site_.PathOf("block"), block.name, "block-" + std::to_string(++number_) + ".bin");
   if (!json_) {
-    Out().Line(Visible(operand) + ": " + Visible(path) + ": " + std::to_string(block.bytes) + " bytes" + (block.complete ? "" : " [incomplete]"));
+    Out().Line(Visible(operand) + ": " + Visible(path) + ": " + std::to_string(block.bytes) +
+               " bytes" + (block.complete ? "" : " [incomplete]"));
     return;
   }
   Json line;
@@ -93,8 +99,11 @@ void Decoder::Keep(const std::string& operand, const Block& block) {
 void Decoder::Decode(const std::string& operand) {
   const Handle input(fileopen(LibraryPath(site_, operand).c_str(), 0, 1));
   if (!input) {
-    if (LibraryLog::Get().SawBusyFile()) throw Failure(ExitCode::kTemporary, operand + ": another process holds it: try again later");
-    throw Failure(ExitCode::kNoInput, operand + ": cannot be opened: " + LibraryLog::Get().LastProblem("no reason given") + ": check the file");
+    if (LibraryLog::Get().SawBusyFile())
+      throw Failure(ExitCode::kTemporary, operand + ": another process holds it: try again later");
+    throw Failure(ExitCode::kNoInput, operand + ": cannot be opened: " +
+                                          LibraryLog::Get().LastProblem("no reason given") +
+                                          ": check the file");
   }
   std::size_t blocks = 0;
   std::size_t incomplete = 0;
@@ -104,10 +113,14 @@ void Decoder::Decode(const std::string& operand) {
     Keep(operand, block);
   }
   sys::Remove(site_.PathOf("block"));
-  if (blocks == 0) throw Failure(ExitCode::kData, operand + ": no uuencoded block in it (no line like 'begin 644 name'): give another file");
+  if (blocks == 0)
+    throw Failure(
+        ExitCode::kData,
+        operand + ": no uuencoded block in it (no line like 'begin 644 name'): give another file");
   if (incomplete != 0) {
     throw Failure(ExitCode::kData, operand + ": " + std::to_string(incomplete) +
-                                       " of its blocks without an end line: what there is was written; get the rest of the file");
+                                       " of its blocks without an end line: what there is was "
+                                       "written; get the rest of the file");
   }
 }
 

@@ -30,10 +30,13 @@ std::string Taken(char* result) {
 
 // The value in the character set that the words will name.
 std::string InCharset(const std::string& text, const std::string& charset) {
-  if (!IsUtf8(text)) throw Failure(ExitCode::kData, "not UTF-8: convert it first, or use --site for bytes of the site's own set");
+  if (!IsUtf8(text))
+    throw Failure(ExitCode::kData,
+                  "not UTF-8: convert it first, or use --site for bytes of the site's own set");
   const auto converted = sys::FromUtf8(text, charset);
   if (!converted.has_value()) {
-    throw Failure(ExitCode::kData, "cannot be written in " + charset + ": check its name, or use another one with --charset");
+    throw Failure(ExitCode::kData, "cannot be written in " + charset +
+                                       ": check its name, or use another one with --charset");
   }
   return *converted;
 }
@@ -50,7 +53,8 @@ void PrintResult(const Arguments& arguments, const std::string& input, const std
 std::string Decoded(const Arguments& arguments, const std::string& text) {
   if (!arguments.Has("--bytes")) return DecodedText(text);
   if (text.empty()) return {};
-  return Taken(arguments.Has("--site") ? rfc1522decoding(text.c_str()) : rfc1522decoding_wmc(text.c_str()));
+  return Taken(arguments.Has("--site") ? rfc1522decoding(text.c_str())
+                                       : rfc1522decoding_wmc(text.c_str()));
 }
 
 }  // namespace
@@ -60,15 +64,21 @@ ExitCode RunWordEncode(const Arguments& arguments) {
   const bool by_site = arguments.Has("--site");
   const std::string charset = arguments.Value("--charset", "UTF-8");
   if (by_site && (arguments.Has("--charset") || arguments.Has("--encoding"))) {
-    throw Failure(ExitCode::kUsage, "word encode: --site takes the place of --charset and --encoding: give one or the other");
+    throw Failure(
+        ExitCode::kUsage,
+        "word encode: --site takes the place of --charset and --encoding: give one or the other");
   }
   if (charset.size() > 31 || charset.find_first_of("?=/ \t\r\n\"';") != std::string::npos) {
-    throw Failure(ExitCode::kUsage, "word encode: " + charset + " is no name of a character set: use one like UTF-8 or ISO-8859-1");
+    throw Failure(ExitCode::kUsage,
+                  "word encode: " + charset +
+                      " is no name of a character set: use one like UTF-8 or ISO-8859-1");
   }
   if (!by_site) {
-    // The encoder reads its settings from the configuration, and the private copy of it is ours to set.
+    // The encoder reads its settings from the configuration, and the private copy of it is ours to
+    // set.
     site.Set("Gateway", "LocalCharSet", charset);
-    site.Set("Options", "RFC1522codingMethod", arguments.Value("--encoding", "q") == "q" ? "Quoted-printable" : "base64");
+    site.Set("Options", "RFC1522codingMethod",
+             arguments.Value("--encoding", "q") == "q" ? "Quoted-printable" : "base64");
     site.Set("Options", "EnableRFC1522Encoding", "YES");
   }
   const ExitCode code = ForEachText(arguments.operands, [&](const std::string& text) {
@@ -86,7 +96,8 @@ ExitCode RunWordDecode(const Arguments& arguments) {
   }
   const ExitCode code = ForEachText(arguments.operands, [&](const std::string& text) {
     const std::string decoded = Decoded(arguments, text);
-    // Decoded text is foreign text: on a terminal it must not steer it. --bytes gives the bytes as they are.
+    // Decoded text is foreign text: on a terminal it must not steer it. --bytes gives the bytes as
+    // they are.
     const bool visible = !arguments.Has("--bytes") && !arguments.Has("--json");
     PrintResult(arguments, text, visible ? Visible(decoded) : decoded);
   });

@@ -1,5 +1,6 @@
-// The one table of the commands: names, options, operands, examples and prose. The parser of the command line, --help, the
-// man pages and the shell completions are all made from it, so that they cannot disagree.
+// The one table of the commands: names, options, operands, examples and prose. The parser of the
+// command line, --help, the man pages and the shell completions are all made from it, so that they
+// cannot disagree.
 #ifndef TOOLS_QOB_COMMAND_TABLE_H
 #define TOOLS_QOB_COMMAND_TABLE_H
 

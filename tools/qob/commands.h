@@ -1,4 +1,5 @@
-// The commands. Each gets its parsed line and returns its exit code; a Failure that it throws becomes its last line.
+// The commands. Each gets its parsed line and returns its exit code; a Failure that it throws
+// becomes its last line.
 #ifndef TOOLS_QOB_COMMANDS_H
 #define TOOLS_QOB_COMMANDS_H
 

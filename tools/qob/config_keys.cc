@@ -5,7 +5,8 @@ namespace {
 
 using enum ValueKind;
 
-// Where several places read one key with buffers of different sizes, the smallest is what a value must fit into.
+// Where several places read one key with buffers of different sizes, the smallest is what a value
+// must fit into.
 constexpr KeyRow kKeys[] = {
     {"Gateway", "TimeZone", "PST8PDT", 16, kZone},
     {"Gateway", "QueueDirectory", "", 260, kFolder},

@@ -1,4 +1,5 @@
-// The keys of twmta.ini that the mail system reads: default, buffer, and what kind of value each has.
+// The keys of twmta.ini that the mail system reads: default, buffer, and what kind of value each
+// has.
 #ifndef TOOLS_QOB_CONFIG_KEYS_H
 #define TOOLS_QOB_CONFIG_KEYS_H
 
@@ -21,7 +22,8 @@ struct KeyRow {
 };
 
 std::span<const KeyRow> KnownKeys();
-// The row that a key of the file stands for, as the system looks it up; null for a key that nothing reads.
+// The row that a key of the file stands for, as the system looks it up; null for a key that nothing
+// reads.
 const KeyRow* FindKey(std::string_view section, std::string_view key);
 bool IsKnownSection(std::string_view section);
 

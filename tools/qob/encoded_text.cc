@@ -64,7 +64,9 @@ class Decoder {
 
  private:
   Word WordAt(std::size_t at) const;
-  std::size_t AfterBlanks(std::size_t at) const { return std::min(text_.find_first_not_of(" \t\r\n", at), text_.size()); }
+  std::size_t AfterBlanks(std::size_t at) const {
+    return std::min(text_.find_first_not_of(" \t\r\n", at), text_.size());
+  }
   std::size_t DecodeRun(std::size_t start);
 
   std::string_view text_;
@@ -92,7 +94,8 @@ Word Decoder::WordAt(std::size_t at) const {
   return word;
 }
 
-// Decodes the neighbouring words of one character set that begin at start; the position behind them.
+// Decodes the neighbouring words of one character set that begin at start; the position behind
+// them.
 std::size_t Decoder::DecodeRun(std::size_t start) {
   Word word = WordAt(start);
   const std::string_view charset = word.charset;

@@ -20,11 +20,12 @@ void FileDrop::Open() {
   if (*opened_) return;
   const int error = opened_->error();
   const ExitCode code = sys::IsPermission(error) ? ExitCode::kNoPermission : ExitCode::kCantCreate;
-  throw FatalFailure(code, folder_ + ": cannot be used as output folder: " + sys::ErrorText(error) + ": give another one with -o");
+  throw FatalFailure(code, folder_ + ": cannot be used as output folder: " + sys::ErrorText(error) +
+                               ": give another one with -o");
 }
 
-std::string FileDrop::Drop(const std::string& source, const std::string& wanted, const std::string& fallback,
-                           const std::string& prefix) {
+std::string FileDrop::Drop(const std::string& source, const std::string& wanted,
+                           const std::string& fallback, const std::string& prefix) {
   Open();
   std::string base = SafeName(wanted);
   if (base.empty()) base = fallback;

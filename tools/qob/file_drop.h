@@ -14,12 +14,15 @@ namespace cli {
 
 class FileDrop {
  public:
-  // The folder is made when the first file comes. force allows to take the place of files that were there before this run.
+  // The folder is made when the first file comes. force allows to take the place of files that were
+  // there before this run.
   FileDrop(std::string folder, bool force) : folder_(std::move(folder)), force_(force) {}
 
-  // Moves or copies the file at source into the folder under SafeName(wanted), or fallback when nothing is left of that name,
-  // with prefix in front and a number where the name is taken. Its path in the folder. Throws FatalFailure.
-  std::string Drop(const std::string& source, const std::string& wanted, const std::string& fallback, const std::string& prefix = {});
+  // Moves or copies the file at source into the folder under SafeName(wanted), or fallback when
+  // nothing is left of that name, with prefix in front and a number where the name is taken. Its
+  // path in the folder. Throws FatalFailure.
+  std::string Drop(const std::string& source, const std::string& wanted,
+                   const std::string& fallback, const std::string& prefix = {});
 
  private:
   void Open();

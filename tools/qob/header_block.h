@@ -1,4 +1,5 @@
-// A header block as it stands in a file: its fields one by one, for what the library's record does not keep.
+// A header block as it stands in a file: its fields one by one, for what the library's record does
+// not keep.
 #ifndef TOOLS_QOB_HEADER_BLOCK_H
 #define TOOLS_QOB_HEADER_BLOCK_H
 

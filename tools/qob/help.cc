@@ -81,14 +81,16 @@ std::string MainHelp() {
 std::string FamilyHelp(const std::string& family) {
   std::string text = "Usage: qob " + family + " COMMAND [options] [operands]\n\nCommands:\n";
   for (const CommandRow& command : Commands()) {
-    if (std::string_view(command.name).starts_with(family + " ")) text += CommandLine(command.name, command.summary);
+    if (std::string_view(command.name).starts_with(family + " "))
+      text += CommandLine(command.name, command.summary);
   }
   return text;
 }
 
 std::string CommandHelp(const CommandRow& command) {
   std::string text = ExamplesText(command.examples);
-  text += "\nUsage: " + UsageLine(command) + "\n\n" + Wrapped(command.description, 0, kWidth) + "\nOptions:\n";
+  text += "\nUsage: " + UsageLine(command) + "\n\n" + Wrapped(command.description, 0, kWidth) +
+          "\nOptions:\n";
   for (const OptionRow& option : command.options) {
     const std::string help = Wrapped(option.help, 26, kWidth);
     const std::string name = "  " + OptionText(option);

@@ -13,7 +13,8 @@ std::string FamilyHelp(const std::string& family);
 std::string CommandHelp(const CommandRow& command);
 std::string VersionText();
 
-// Text broken into lines of at most width characters, each after indent blanks; an empty line divides paragraphs.
+// Text broken into lines of at most width characters, each after indent blanks; an empty line
+// divides paragraphs.
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width);
 
 }  // namespace cli

@@ -6,7 +6,8 @@ namespace cli {
 
 Failure Unreadable(int error) {
   const std::string text = sys::ErrorText(error);
-  if (sys::IsPermission(error)) return {ExitCode::kNoPermission, text + ": ask its owner for the right to read it"};
+  if (sys::IsPermission(error))
+    return {ExitCode::kNoPermission, text + ": ask its owner for the right to read it"};
   if (sys::IsNoSuchFile(error)) return {ExitCode::kNoInput, text + ": check the name"};
   return {ExitCode::kNoInput, text + ": give another file"};
 }
@@ -19,9 +20,12 @@ void Spool(sys::File from, const std::string& path) {
   while (written && (got = from.Read(block.data(), block.size())) > 0) {
     written = to.Write({block.data(), static_cast<std::size_t>(got)});
   }
-  if (got < 0) throw Failure(ExitCode::kIo, "reading failed: " + sys::ErrorText(from.error()) + ": check where the input comes from");
+  if (got < 0)
+    throw Failure(ExitCode::kIo, "reading failed: " + sys::ErrorText(from.error()) +
+                                     ": check where the input comes from");
   if (!written || !to.Close()) {
-    throw Failure(ExitCode::kIo, "a temporary copy cannot be written to " + path + ": " + sys::ErrorText(to.error()) +
+    throw Failure(ExitCode::kIo, "a temporary copy cannot be written to " + path + ": " +
+                                     sys::ErrorText(to.error()) +
                                      ": free some space, or set TMPDIR to another directory");
   }
 }
@@ -46,13 +50,16 @@ std::string LibraryPath(const PrivateSite& site, const std::string& operand) {
       return copy;
     }
     constexpr std::int64_t kLargest = 0x7FFFFFFF;
-    if (status.size_bytes > kLargest) throw Failure(ExitCode::kData, "larger than 2147483647 bytes, the most that is read: split it first");
+    if (status.size_bytes > kLargest)
+      throw Failure(ExitCode::kData,
+                    "larger than 2147483647 bytes, the most that is read: split it first");
   } catch (const Failure& failure) {
     throw Failure(failure.code(), operand + ": " + failure.what());
   }
   if (operand.find('\\') == std::string::npos) return operand;
   if (!sys::MakeSymlink(sys::AbsolutePath(operand), copy)) {
-    throw Failure(ExitCode::kCantCreate, operand + ": no link to it can be made: rename it, its name holds a backslash");
+    throw Failure(ExitCode::kCantCreate,
+                  operand + ": no link to it can be made: rename it, its name holds a backslash");
   }
   return copy;
 }

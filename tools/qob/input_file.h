@@ -1,5 +1,5 @@
-// Input that is not read message by message: how it becomes a file that the library can open, and what is said when it
-// cannot.
+// Input that is not read message by message: how it becomes a file that the library can open, and
+// what is said when it cannot.
 #ifndef TOOLS_QOB_INPUT_FILE_H
 #define TOOLS_QOB_INPUT_FILE_H
 
@@ -17,8 +17,9 @@ Failure Unreadable(int error);
 // Copies standard input, or a pipe, to a new file of that path. Throws Failure.
 void Spool(sys::File from, const std::string& path);
 
-// The path under which the library opens an operand: the operand itself, a copy of standard input or of a pipe, or a link
-// where the name holds a backslash, which the library takes for a separator. Throws Failure naming the operand.
+// The path under which the library opens an operand: the operand itself, a copy of standard input
+// or of a pipe, or a link where the name holds a backslash, which the library takes for a
+// separator. Throws Failure naming the operand.
 std::string LibraryPath(const PrivateSite& site, const std::string& operand);
 
 }  // namespace cli

@@ -21,6 +21,8 @@ void PutText(Json* object, const std::string& member, const char* text) {
   }
 }
 
-std::string JsonText(const Json& object) { return object.dump(-1, ' ', true, Json::error_handler_t::replace); }
+std::string JsonText(const Json& object) {
+  return object.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
 
 }  // namespace cli

@@ -1,5 +1,6 @@
-// JSON Lines: objects with their members in the order in which they were put, pure ASCII, valid for any bytes. A text that
-// is not UTF-8 is stored repaired, and its bytes go into a second member named <member>_base64.
+// JSON Lines: objects with their members in the order in which they were put, pure ASCII, valid for
+// any bytes. A text that is not UTF-8 is stored repaired, and its bytes go into a second member
+// named <member>_base64.
 #ifndef TOOLS_QOB_JSON_LINE_H
 #define TOOLS_QOB_JSON_LINE_H
 

@@ -13,8 +13,11 @@ constexpr std::int32_t kFailureLevel = 1;
 // The number that the log gives for a file which another process holds.
 constexpr std::string_view kBusyText = ", error 16";
 
-// "fileopen: name, FileHandle #3": the trace that [Debug] LogFileIO switches on, no problem of a message.
-bool IsFileTrace(std::string_view text) { return text.find("FileHandle #") != std::string_view::npos; }
+// "fileopen: name, FileHandle #3": the trace that [Debug] LogFileIO switches on, no problem of a
+// message.
+bool IsFileTrace(std::string_view text) {
+  return text.find("FileHandle #") != std::string_view::npos;
+}
 
 }  // namespace
 
@@ -44,7 +47,8 @@ std::string LibraryLog::LastProblem(const std::string& otherwise) const {
 
 void LibraryLog::Take(void* self, std::int32_t level, const char* module, const char* text) {
   try {
-    static_cast<LibraryLog*>(self)->Add(level, module == nullptr ? "" : module, text == nullptr ? "" : text);
+    static_cast<LibraryLog*>(self)->Add(level, module == nullptr ? "" : module,
+                                        text == nullptr ? "" : text);
   } catch (...) {
     // No memory for a log line: the line is lost, the command goes on.
   }

@@ -1,5 +1,5 @@
-// What the library logs during a command: kept here instead of the site's log, so that a failure can say why, and shown
-// with --verbose.
+// What the library logs during a command: kept here instead of the site's log, so that a failure
+// can say why, and shown with --verbose.
 #ifndef TOOLS_QOB_LIBRARY_LOG_H
 #define TOOLS_QOB_LIBRARY_LOG_H
 

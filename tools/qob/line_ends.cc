@@ -8,7 +8,9 @@ namespace {
 // The length of the text up to and with its first line feed; 0 when there is none.
 std::size_t LineFeedEnd(std::string_view text) {
   const void* const found = std::memchr(text.data(), '\n', text.size());
-  return found == nullptr ? 0 : static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) + 1;
+  return found == nullptr
+             ? 0
+             : static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) + 1;
 }
 
 // Is the line feed that ends this piece bare? after_return tells about the byte before the piece.

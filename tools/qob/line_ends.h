@@ -18,7 +18,8 @@ class LineEndWriter {
   bool after_return_ = false;
 };
 
-// Takes the same text in blocks and answers, for ascending positions in the converted text, where they lie in the original.
+// Takes the same text in blocks and answers, for ascending positions in the converted text, where
+// they lie in the original.
 class LineEndMap {
  public:
   explicit LineEndMap(std::vector<std::int64_t> ascending) : wanted_(std::move(ascending)) {}

@@ -1,4 +1,5 @@
-// qob: mail from the command line. Finds the command, runs it, and turns whatever goes wrong into one line and an exit code.
+// qob: mail from the command line. Finds the command, runs it, and turns whatever goes wrong into
+// one line and an exit code.
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -38,7 +39,8 @@ ExitCode RunCommand(const Arguments& arguments) {
   for (const RunRow& row : kRuns) {
     if (row.name == arguments.command->name) return row.run(arguments);
   }
-  throw Failure(ExitCode::kSoftware, std::string("the command ") + arguments.command->name + " has no code");
+  throw Failure(ExitCode::kSoftware,
+                std::string("the command ") + arguments.command->name + " has no code");
 }
 
 ExitCode Run(int count, char** words) {

@@ -14,7 +14,8 @@ constexpr std::size_t kKeptOfLine = 200;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Takes a file in blocks and keeps what is needed of its lines: how each begins, where, and how long it is.
+// Takes a file in blocks and keeps what is needed of its lines: how each begins, where, and how
+// long it is.
 class Splitter {
  public:
   void Take(std::string_view block);
@@ -24,7 +25,7 @@ class Splitter {
   void EndLine();
 
   std::vector<ByteRange> messages_;
-  std::string line_;            // the first bytes of the current line
+  std::string line_;  // the first bytes of the current line
   std::int64_t line_start_ = 0;
   std::int64_t line_bytes_ = 0;
   std::int64_t empty_start_ = -1;  // where the line before began, when it was empty
@@ -34,8 +35,11 @@ void Splitter::Take(std::string_view block) {
   while (!block.empty()) {
     const void* const found = std::memchr(block.data(), '\n', block.size());
     const std::size_t length =
-        found == nullptr ? block.size() : static_cast<std::size_t>(static_cast<const char*>(found) - block.data()) + 1;
-    if (line_.size() < kKeptOfLine) line_ += block.substr(0, std::min(length, kKeptOfLine - line_.size()));
+        found == nullptr
+            ? block.size()
+            : static_cast<std::size_t>(static_cast<const char*>(found) - block.data()) + 1;
+    if (line_.size() < kKeptOfLine)
+      line_ += block.substr(0, std::min(length, kKeptOfLine - line_.size()));
     line_bytes_ += static_cast<std::int64_t>(length);
     if (found != nullptr) EndLine();
     block.remove_prefix(length);
@@ -68,7 +72,8 @@ std::vector<ByteRange> Splitter::Finish(std::int64_t size_bytes) {
 bool IsFromLine(std::string_view line) {
   if (!line.starts_with(kFrom)) return false;
   for (std::size_t i = kFrom.size(); i + 5 <= line.size(); ++i) {
-    const bool time = IsDigit(line[i]) && IsDigit(line[i + 1]) && line[i + 2] == ':' && IsDigit(line[i + 3]) && IsDigit(line[i + 4]);
+    const bool time = IsDigit(line[i]) && IsDigit(line[i + 1]) && line[i + 2] == ':' &&
+                      IsDigit(line[i + 3]) && IsDigit(line[i + 4]);
     if (time) return true;
   }
   return false;

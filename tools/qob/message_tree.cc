@@ -21,13 +21,17 @@ std::string Lowered(const char* text) {
 }
 
 std::size_t ChildCount(const MimeBodyPart& part) {
-  return part.children == nullptr ? 0 : static_cast<std::uint32_t>(part.childCount) & kChildCountBits;
+  return part.children == nullptr ? 0
+                                  : static_cast<std::uint32_t>(part.childCount) & kChildCountBits;
 }
 
 Failure CannotParse(bool plain) {
   const LibraryLog& log = LibraryLog::Get();
   if (log.SawBusyFile()) return {ExitCode::kTemporary, "another process holds it: try again later"};
   const std::string why = log.LastProblem("the library gave no reason");
+  if (why.ends_with("out of memory")) {
+    return {ExitCode::kSoftware, "out of memory: close other programs, or raise the limit"};
+  }
   if (plain) return {ExitCode::kData, "cannot be read: " + why + ": check the file"};
   return {ExitCode::kData, "not a valid MIME message: " + why + ": use --plain to read it as text"};
 }
@@ -44,9 +48,9 @@ bool NameStandsInBody(const MimeBodyPart& part) {
 }
 
 MessageTree::MessageTree(const WorkingCopy& copy, TreeOptions options) {
-  const std::int32_t count = options.plain
-                                 ? ParseNonMimeMessage(copy.path().c_str(), &pool_)
-                                 : MimeParseMessage(copy.path().c_str(), options.keep_messages ? 0 : 1, &pool_);
+  const std::int32_t count =
+      options.plain ? ParseNonMimeMessage(copy.path().c_str(), &pool_)
+                    : MimeParseMessage(copy.path().c_str(), options.keep_messages ? 0 : 1, &pool_);
   if (count < 1 || pool_ == nullptr) throw CannotParse(options.plain);
   try {
     FindParents();
@@ -71,7 +75,8 @@ void MessageTree::FindParents() {
       if (child != index_of.end() && child->second > i) parents_[child->second] = i;
     }
   }
-  // A part stands in the pool behind the part that holds it, so one pass from the front knows every depth.
+  // A part stands in the pool behind the part that holds it, so one pass from the front knows every
+  // depth.
   for (std::size_t i = 1; i < count; ++i) {
     if (parents_[i] == kNone) {
       parents_[i] = 0;
@@ -83,13 +88,16 @@ void MessageTree::FindParents() {
 
 bool MessageTree::IsContainer(std::size_t index) const { return part(index).delimiter != nullptr; }
 
-bool MessageTree::HasEmbedded(std::size_t index) const { return !IsContainer(index) && ChildCount(part(index)) != 0; }
+bool MessageTree::HasEmbedded(std::size_t index) const {
+  return !IsContainer(index) && ChildCount(part(index)) != 0;
+}
 
 std::string MessageTree::NameOf(std::size_t index) const {
   MimeBodyPart& wanted = part(index);
   std::string name = NameFromHeader(wanted);
   if (!name.empty() || !NameStandsInBody(wanted)) return name;
-  if (MimeGetTrueName(&wanted) == nullptr) MimeFreeFile(MimeGetBody(&wanted, 0, QOB_INVALID_OSHANDLE));
+  if (MimeGetTrueName(&wanted) == nullptr)
+    MimeFreeFile(MimeGetBody(&wanted, 0, QOB_INVALID_OSHANDLE));
   const char* const true_name = MimeGetTrueName(&wanted);
   return true_name == nullptr ? "" : true_name;
 }

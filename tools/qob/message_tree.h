@@ -1,5 +1,5 @@
-// The parts of one message as the library found them, with what the pool alone tells: which part holds which, how deep a
-// part lies, which part no delimiter line ended.
+// The parts of one message as the library found them, with what the pool alone tells: which part
+// holds which, how deep a part lies, which part no delimiter line ended.
 #ifndef TOOLS_QOB_MESSAGE_TREE_H
 #define TOOLS_QOB_MESSAGE_TREE_H
 
@@ -33,7 +33,8 @@ class MessageTree {
   MimeBodyPart& part(std::size_t index) const { return *pool_->parts[index]; }
   std::size_t parent(std::size_t index) const { return parents_[index]; }
   std::size_t depth(std::size_t index) const { return depths_[index]; }
-  // No delimiter line ended it: the message stops first. Such a part has no container and is shown under part 0.
+  // No delimiter line ended it: the message stops first. Such a part has no container and is shown
+  // under part 0.
   bool unclosed(std::size_t index) const { return unclosed_[index]; }
   // A part that is there to hold others: a multipart, or an encapsulated message that was opened.
   bool IsContainer(std::size_t index) const;
@@ -51,7 +52,8 @@ class MessageTree {
   std::vector<bool> unclosed_;
 };
 
-// True when the part's encoding is uuencode (any of its names) or its body BinHex, so that its name stands in its body.
+// True when the part's encoding is uuencode (any of its names) or its body BinHex, so that its name
+// stands in its body.
 bool NameStandsInBody(const MimeBodyPart& part);
 // Compares ASCII letters without regard to case; a null text equals only "".
 bool SameText(const char* text, std::string_view other);

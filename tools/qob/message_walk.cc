@@ -1,5 +1,7 @@
 #include "message_walk.h"
 
+#include <new>
+
 #include "input_file.h"
 #include "library_log.h"
 #include "system.h"
@@ -12,11 +14,14 @@ std::string Joined(const std::string& folder, const std::string& name) {
 }
 
 bool IsFolder(const std::string& path) { return sys::StatusOf(path).kind == sys::Kind::kFolder; }
-bool IsMaildir(const std::string& path) { return IsFolder(Joined(path, "cur")) && IsFolder(Joined(path, "new")); }
+bool IsMaildir(const std::string& path) {
+  return IsFolder(Joined(path, "cur")) && IsFolder(Joined(path, "new"));
+}
 
 }  // namespace
 
-MessageWalk::MessageWalk(const PrivateSite& site, const std::vector<std::string>& operands, bool recursive)
+MessageWalk::MessageWalk(const PrivateSite& site, const std::vector<std::string>& operands,
+                         bool recursive)
     : site_(site), recursive_(recursive) {
   for (const std::string& operand : operands) AddOperand(operand);
   many_ = targets_.size() > 1;
@@ -31,7 +36,9 @@ void MessageWalk::AddOperand(const std::string& operand) {
     case sys::Kind::kFolder:
       return AddFolder(operand);
     case sys::Kind::kOther:
-      return AddProblem(operand, ExitCode::kNoInput, "not a file but a device or a socket: give a file, or - for standard input");
+      return AddProblem(
+          operand, ExitCode::kNoInput,
+          "not a file but a device or a socket: give a file, or - for standard input");
     case sys::Kind::kRegular:
     case sys::Kind::kPipe:
       targets_.push_back({operand, operand, std::nullopt});
@@ -43,7 +50,8 @@ void MessageWalk::AddStandardInput() { targets_.push_back({"-", "", std::nullopt
 void MessageWalk::AddFolder(const std::string& path) {
   if (recursive_) return AddFilesOf(path, true);
   if (IsMaildir(path)) return AddMaildir(path);
-  AddProblem(path, ExitCode::kUsage, "a folder that is no maildir: use --recursive to take every file below it");
+  AddProblem(path, ExitCode::kUsage,
+             "a folder that is no maildir: use --recursive to take every file below it");
 }
 
 void MessageWalk::AddMaildir(const std::string& path) {
@@ -59,12 +67,15 @@ void MessageWalk::AddFilesOf(const std::string& path, bool descend) {
     int error = 0;
     const auto entries = sys::ListFolder(folder, &error);
     if (!entries.has_value()) AddUnreadable(folder, error);
-    // Beside its messages a maildir holds the files of the programs that keep it, and half-delivered ones in tmp.
+    // Beside its messages a maildir holds the files of the programs that keep it, and
+    // half-delivered ones in tmp.
     const bool maildir = descend && IsMaildir(folder);
     for (const sys::Entry& entry : entries.value_or(std::vector<sys::Entry>())) {
       const std::string full = Joined(folder, entry.name);
-      if (entry.kind == sys::Kind::kRegular && !maildir) targets_.push_back({full, full, std::nullopt});
-      if (entry.kind == sys::Kind::kFolder && descend && !(maildir && entry.name == "tmp")) folders.push_back(full);
+      if (entry.kind == sys::Kind::kRegular && !maildir)
+        targets_.push_back({full, full, std::nullopt});
+      if (entry.kind == sys::Kind::kFolder && descend && !(maildir && entry.name == "tmp"))
+        folders.push_back(full);
     }
   }
 }
@@ -107,7 +118,9 @@ void MessageWalk::VisitFile(const Target& target, const Visit& visit) {
   if (!file) throw Unreadable(file.error());
   const std::int64_t size_bytes = sys::StatusOf(opened.path).size_bytes;
   const auto messages = MessagesOf(&file, size_bytes);
-  if (!messages.has_value()) throw Failure(ExitCode::kIo, "reading failed: " + sys::ErrorText(file.error()) + ": check the disk");
+  if (!messages.has_value())
+    throw Failure(ExitCode::kIo,
+                  "reading failed: " + sys::ErrorText(file.error()) + ": check the disk");
   const bool mbox = messages->size() > 1;
   if (mbox && !many_) progress_.emplace(messages->size());
   for (std::size_t i = 0; i < messages->size(); ++i) {
@@ -115,8 +128,8 @@ void MessageWalk::VisitFile(const Target& target, const Visit& visit) {
   }
 }
 
-void MessageWalk::VisitMessage(const Target& target, ByteRange range, std::size_t in_file, std::int64_t size_bytes,
-                               const Visit& visit) {
+void MessageWalk::VisitMessage(const Target& target, ByteRange range, std::size_t in_file,
+                               std::int64_t size_bytes, const Visit& visit) {
   Message822 message;
   message.file = target.shown;
   message.in_file = in_file;
@@ -133,6 +146,9 @@ void MessageWalk::VisitMessage(const Target& target, ByteRange range, std::size_
     throw;
   } catch (const Failure& failure) {
     Report(message.Label(), failure);
+  } catch (const std::bad_alloc&) {
+    Report(message.Label(),
+           {ExitCode::kSoftware, "out of memory: close other programs, or raise the limit"});
   }
 }
 
@@ -142,7 +158,9 @@ void MessageWalk::Report(const std::string& label, const Failure& failure) {
 }
 
 void MessageWalk::TellConverted() const {
-  constexpr const char* kText = "bare line feeds: read through a temporary copy with CR LF; byte positions are those of the file";
+  constexpr const char* kText =
+      "bare line feeds: read through a temporary copy with CR LF; byte positions are those of the "
+      "file";
   if (converted_ == 1) Message(converted_label_ + ": " + kText);
   if (converted_ > 1) Message(std::to_string(converted_) + " messages have " + kText);
 }

@@ -1,4 +1,5 @@
-// From operands to messages: FILE may be a message, an mbox, a maildir, - for standard input, or with --recursive a folder.
+// From operands to messages: FILE may be a message, an mbox, a maildir, - for standard input, or
+// with --recursive a folder.
 #ifndef TOOLS_QOB_MESSAGE_WALK_H
 #define TOOLS_QOB_MESSAGE_WALK_H
 
@@ -17,14 +18,17 @@
 namespace cli {
 
 struct Message822 {
-  std::string file;        // as the user knows it; "-" for standard input
-  std::size_t in_file = 0; // number inside its mbox, from 1; 0 for a file that holds one message
-  std::size_t serial = 0;  // number over all operands, from 1; 0 when the command reads one message only
-  ByteRange range;         // of the message in its file
+  std::string file;         // as the user knows it; "-" for standard input
+  std::size_t in_file = 0;  // number inside its mbox, from 1; 0 for a file that holds one message
+  std::size_t serial =
+      0;            // number over all operands, from 1; 0 when the command reads one message only
+  ByteRange range;  // of the message in its file
   const WorkingCopy* copy = nullptr;
 
   // "inbox.mbox[3]" or "message.eml"
-  std::string Label() const { return in_file == 0 ? file : file + "[" + std::to_string(in_file) + "]"; }
+  std::string Label() const {
+    return in_file == 0 ? file : file + "[" + std::to_string(in_file) + "]";
+  }
 };
 
 class MessageWalk {
@@ -33,8 +37,8 @@ class MessageWalk {
 
   MessageWalk(const PrivateSite& site, const std::vector<std::string>& operands, bool recursive);
 
-  // Calls visit for every message. A Failure is reported with the name of its message, and the walk goes on; the result is
-  // the code of the first one.
+  // Calls visit for every message. A Failure is reported with the name of its message, and the walk
+  // goes on; the result is the code of the first one.
   ExitCode Run(const Visit& visit);
 
  private:
@@ -53,7 +57,8 @@ class MessageWalk {
   void AddUnreadable(const std::string& shown, int error);
 
   void VisitFile(const Target& target, const Visit& visit);
-  void VisitMessage(const Target& target, ByteRange range, std::size_t in_file, std::int64_t size_bytes, const Visit& visit);
+  void VisitMessage(const Target& target, ByteRange range, std::size_t in_file,
+                    std::int64_t size_bytes, const Visit& visit);
   void Report(const std::string& label, const Failure& failure);
   void TellConverted() const;
 

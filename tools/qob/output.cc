@@ -23,7 +23,8 @@ void ClearProgress() {
 
 std::string PaddedLine(const Columns::Cells& cells, const std::vector<std::size_t>& widths) {
   std::string line;
-  for (std::size_t i = 0; i + 1 < cells.size(); ++i) line += cells[i] + std::string(widths[i] - Width(cells[i]) + 2, ' ');
+  for (std::size_t i = 0; i + 1 < cells.size(); ++i)
+    line += cells[i] + std::string(widths[i] - Width(cells[i]) + 2, ' ');
   return line + cells.back();
 }
 
@@ -45,7 +46,9 @@ void Output::Flush() {
   if (error_ == 0) error_ = sys::WriteOut(buffer_);
   buffer_.clear();
   if (error_ != 0) {
-    throw FatalFailure(ExitCode::kIo, "standard output: " + sys::ErrorText(error_) + ": the output is not complete: free some space, or send it elsewhere");
+    throw FatalFailure(ExitCode::kIo,
+                       "standard output: " + sys::ErrorText(error_) +
+                           ": the output is not complete: free some space, or send it elsewhere");
   }
 }
 
@@ -77,15 +80,21 @@ Paint::Paint(const std::string& when) {
   on_ = no_color.empty() && terminal != "dumb" && sys::IsTerminal(kStandardOutput);
 }
 
-std::string Paint::Bold(const std::string& text) const { return on_ ? "\033[1m" + text + "\033[0m" : text; }
-std::string Paint::Warning(const std::string& text) const { return on_ ? "\033[33m" + text + "\033[0m" : text; }
-
-std::size_t Width(std::string_view utf8) {
-  return static_cast<std::size_t>(
-      std::count_if(utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+std::string Paint::Bold(const std::string& text) const {
+  return on_ ? "\033[1m" + text + "\033[0m" : text;
+}
+std::string Paint::Warning(const std::string& text) const {
+  return on_ ? "\033[33m" + text + "\033[0m" : text;
 }
 
-void Columns::Print(std::size_t count, const std::function<Cells(std::size_t)>& row, const Paint& paint) const {
+std::size_t Width(std::string_view utf8) {
+  return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+  }));
+}
+
+void Columns::Print(std::size_t count, const std::function<Cells(std::size_t)>& row,
+                    const Paint& paint) const {
   std::vector<std::size_t> widths;
   for (const std::string& head : heads_) widths.push_back(Width(head));
   for (std::size_t i = 0; i < count; ++i) {

@@ -1,5 +1,5 @@
-// Standard output and standard error: buffered data with its write errors, messages that always begin with "qob: ", columns,
-// colour, and the progress line of a terminal.
+// Standard output and standard error: buffered data with its write errors, messages that always
+// begin with "qob: ", columns, colour, and the progress line of a terminal.
 #ifndef TOOLS_QOB_OUTPUT_H
 #define TOOLS_QOB_OUTPUT_H
 
@@ -12,7 +12,8 @@
 
 namespace cli {
 
-// Data for standard output. A write that fails throws FatalFailure; Flush must be called at the end.
+// Data for standard output. A write that fails throws FatalFailure; Flush must be called at the
+// end.
 class Output {
  public:
   void Write(std::string_view text);
@@ -42,20 +43,23 @@ class Paint {
   bool on_ = false;
 };
 
-// A table of texts: every column but the last is padded to its widest cell, two blanks between columns. The rows are asked
-// for twice, first for their widths, so that a long table is never kept whole.
+// A table of texts: every column but the last is padded to its widest cell, two blanks between
+// columns. The rows are asked for twice, first for their widths, so that a long table is never kept
+// whole.
 class Columns {
  public:
   using Cells = std::vector<std::string>;
 
   explicit Columns(Cells heads) : heads_(std::move(heads)) {}
-  void Print(std::size_t count, const std::function<Cells(std::size_t)>& row, const Paint& paint) const;
+  void Print(std::size_t count, const std::function<Cells(std::size_t)>& row,
+             const Paint& paint) const;
 
  private:
   Cells heads_;
 };
 
-// "12/345 what" on the terminal that standard error is; nothing elsewhere. Rewritten in place at most ten times a second.
+// "12/345 what" on the terminal that standard error is; nothing elsewhere. Rewritten in place at
+// most ten times a second.
 class Progress {
  public:
   explicit Progress(std::size_t total);

@@ -16,7 +16,8 @@ std::string Unquoted(std::string_view value) {
   value = value.substr(1, value.size() - 2);
   std::string result;
   for (std::size_t i = 0; i < value.size(); ++i) {
-    const bool escaped = value[i] == '\\' && i + 1 < value.size() && (value[i + 1] == '"' || value[i + 1] == '\\');
+    const bool escaped =
+        value[i] == '\\' && i + 1 < value.size() && (value[i + 1] == '"' || value[i + 1] == '\\');
     if (escaped) ++i;
     result += value[i];
   }
@@ -48,7 +49,8 @@ std::string PercentDecoded(std::string_view text) {
 class Index {
  public:
   explicit Index(const std::vector<Parameter>& parameters) {
-    for (const Parameter& parameter : parameters) first_.try_emplace(Lowered(parameter.attribute), &parameter);
+    for (const Parameter& parameter : parameters)
+      first_.try_emplace(Lowered(parameter.attribute), &parameter);
   }
   const Parameter* Find(const std::string& name) const {
     const auto found = first_.find(name);
@@ -63,7 +65,8 @@ class Index {
   std::unordered_map<std::string, const Parameter*> first_;
 };
 
-// Takes "charset'language'" off the front of an extended value; the character set, or "" when there is none.
+// Takes "charset'language'" off the front of an extended value; the character set, or "" when there
+// is none.
 std::string TakeCharset(std::string_view* value) {
   const std::size_t first = value->find('\'');
   const std::size_t second = first == std::string_view::npos ? first : value->find('\'', first + 1);
@@ -81,7 +84,8 @@ std::optional<std::string> Extended(const Index& index, const std::string& attri
   return TextInUtf8(PercentDecoded(value), charset);
 }
 
-// attribute*0, attribute*1*, ...: the pieces are joined as bytes first, for a character may be split between two.
+// attribute*0, attribute*1*, ...: the pieces are joined as bytes first, for a character may be
+// split between two.
 std::optional<std::string> Continued(const Index& index, const std::string& attribute) {
   std::string charset;
   std::string bytes;
@@ -117,7 +121,8 @@ std::vector<Parameter> ParametersOf(const ms* chain) {
   return parameters;
 }
 
-std::optional<std::string> ParameterText(const std::vector<Parameter>& parameters, const std::string& attribute) {
+std::optional<std::string> ParameterText(const std::vector<Parameter>& parameters,
+                                         const std::string& attribute) {
   const Index index(parameters);
   if (auto text = Extended(index, attribute)) return text;
   if (auto text = Continued(index, attribute)) return text;

@@ -12,12 +12,13 @@ namespace cli {
 namespace {
 
 constexpr const char* kSystemDirectory = "/etc/qob3xapi";
-// The library keeps directory names of at most 259 characters; some are left for the names of the files in it.
+// The library keeps directory names of at most 259 characters; some are left for the names of the
+// files in it.
 constexpr std::size_t kLongestDirectory = 240;
 
 Failure CannotMake(const std::string& parent, const std::string& why) {
-  return Failure(ExitCode::kCantCreate,
-                 parent + ": no private directory can be made there: " + why + ": set TMPDIR to a directory that you can write");
+  return Failure(ExitCode::kCantCreate, parent + ": no private directory can be made there: " +
+                                            why + ": set TMPDIR to a directory that you can write");
 }
 
 // False when writing fails; a file that cannot be read on is taken as far as it goes.
@@ -33,12 +34,15 @@ bool CopyInto(sys::File* from, sys::File* to) {
 bool NamesTimeZone(const std::string& profile) {
   std::array<char, 16> value{};
   constexpr const char* kAbsent = "\x01";
-  QOBGetPrivateProfileString("Gateway", "TimeZone", kAbsent, value.data(), value.size(), profile.c_str());
+  QOBGetPrivateProfileString("Gateway", "TimeZone", kAbsent, value.data(), value.size(),
+                             profile.c_str());
   return std::string_view(value.data()) != kAbsent;
 }
 
 // Signs that a path of the library or a line of the configuration cannot carry.
-bool HasForeignSign(const std::string& path) { return path.find_first_of("\\\r\n") != std::string::npos; }
+bool HasForeignSign(const std::string& path) {
+  return path.find_first_of("\\\r\n") != std::string::npos;
+}
 
 }  // namespace
 
@@ -54,7 +58,8 @@ PrivateSite::PrivateSite(bool verbose) {
   if (directory_.empty()) throw CannotMake(parent, sys::ErrorText(error));
   try {
     if (directory_.size() > kLongestDirectory) throw CannotMake(parent, "its name is too long");
-    if (HasForeignSign(directory_)) throw CannotMake(parent, "its name holds a backslash or a line end");
+    if (HasForeignSign(directory_))
+      throw CannotMake(parent, "its name holds a backslash or a line end");
     WriteProfile();
     sys::SetEnvironment("QOB_CONFIG_DIR", directory_);
     LibraryLog::Get().Start(verbose);
@@ -74,7 +79,9 @@ PrivateSite::~PrivateSite() {
 void PrivateSite::Set(const char* section, const char* key, const std::string& value) const {
   const std::string profile = PathOf(kProfileName);
   if (QOBWritePrivateProfileString(section, key, value.c_str(), profile.c_str()) == 0) {
-    throw Failure(ExitCode::kIo, profile + ": cannot be written: free some space, or set TMPDIR to another directory");
+    throw Failure(
+        ExitCode::kIo,
+        profile + ": cannot be written: free some space, or set TMPDIR to another directory");
   }
 }
 
@@ -82,7 +89,8 @@ void PrivateSite::WriteProfile() const {
   const std::string profile = PathOf(kProfileName);
   sys::File copy = sys::File::CreateNew(profile);
   if (!copy) throw CannotMake(directory_, sys::ErrorText(copy.error()));
-  // A site file that is not there, or that this user may not read, changes nothing but the defaults.
+  // A site file that is not there, or that this user may not read, changes nothing but the
+  // defaults.
   const std::string original = SiteDirectory() + "/" + kProfileName;
   sys::File site;
   if (sys::StatusOf(original).kind == sys::Kind::kRegular) site = sys::File::OpenToRead(original);

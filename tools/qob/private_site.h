@@ -1,6 +1,7 @@
-// The private site of a command that only reads mail. The library works with a configuration of its own, so that such a
-// command never depends on the site's queue, its temporary directory or its log: a directory that nobody else can read, with
-// a copy of the site's twmta.ini whose TemporaryDirectory is that directory.
+// The private site of a command that only reads mail. The library works with a configuration of its
+// own, so that such a command never depends on the site's queue, its temporary directory or its
+// log: a directory that nobody else can read, with a copy of the site's twmta.ini whose
+// TemporaryDirectory is that directory.
 #ifndef TOOLS_QOB_PRIVATE_SITE_H
 #define TOOLS_QOB_PRIVATE_SITE_H
 
@@ -15,7 +16,8 @@ std::string SiteDirectory();
 
 class PrivateSite {
  public:
-  // Makes the directory, writes the configuration and starts the library. Throws Failure when that cannot be.
+  // Makes the directory, writes the configuration and starts the library. Throws Failure when that
+  // cannot be.
   explicit PrivateSite(bool verbose);
   PrivateSite(const PrivateSite&) = delete;
   PrivateSite& operator=(const PrivateSite&) = delete;

@@ -16,7 +16,8 @@ std::string_view Trimmed(std::string_view text, std::string_view signs) {
 
 std::string_view ValueOf(std::string_view written) {
   const std::string_view value = Trimmed(written, " \t");
-  const bool quoted = value.size() >= 2 && value.front() == value.back() && (value.front() == '"' || value.front() == '\'');
+  const bool quoted = value.size() >= 2 && value.front() == value.back() &&
+                      (value.front() == '"' || value.front() == '\'');
   return quoted ? value.substr(1, value.size() - 2) : value;
 }
 
@@ -97,21 +98,24 @@ ProfileScan Scanner::Scan(std::string_view text) {
 
 ProfileScan ScanProfile(std::string_view text) { return Scanner().Scan(text); }
 
-const ProfileEntry* EntryOf(const ProfileScan& scan, std::string_view section, std::string_view key) {
+const ProfileEntry* EntryOf(const ProfileScan& scan, std::string_view section,
+                            std::string_view key) {
   for (const ProfileEntry& entry : scan.entries) {
-    const bool same = entry.in_first && EqualFold(entry.section, section) && EqualFold(entry.key, key);
+    const bool same =
+        entry.in_first && EqualFold(entry.section, section) && EqualFold(entry.key, key);
     if (same && !entry.section.empty() && !entry.key.empty()) return &entry;
   }
   return nullptr;
 }
 
-// Of two keys that differ in case only, the one in exactly that case wins; a match in other case counts only if it is not the
-// exact spelling of the other key.
+// Of two keys that differ in case only, the one in exactly that case wins; a match in other case
+// counts only if it is not the exact spelling of the other key.
 const ProfileEntry* EntryOf(const ProfileScan& scan, const KeyRow& row) {
   if (!row.exact) return EntryOf(scan, row.section, row.key);
   const ProfileEntry* loose = nullptr;
   for (const ProfileEntry& entry : scan.entries) {
-    if (!entry.in_first || !EqualFold(entry.section, row.section) || !EqualFold(entry.key, row.key)) continue;
+    if (!entry.in_first || !EqualFold(entry.section, row.section) || !EqualFold(entry.key, row.key))
+      continue;
     if (entry.key == row.key) return &entry;
     const bool of_other = std::string_view(FindKey(entry.section, entry.key)->key) == entry.key;
     if (loose == nullptr && !of_other) loose = &entry;

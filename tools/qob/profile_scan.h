@@ -1,5 +1,5 @@
-// The configuration file line by line, by the rules of the profile calls: what each line is, which value counts, and where
-// it stands.
+// The configuration file line by line, by the rules of the profile calls: what each line is, which
+// value counts, and where it stands.
 #ifndef TOOLS_QOB_PROFILE_SCAN_H
 #define TOOLS_QOB_PROFILE_SCAN_H
 
@@ -23,7 +23,8 @@ struct ProfileEntry {
 struct ProfileSection {
   std::size_t line = 0;
   std::string name;
-  std::size_t first_line = 0;  // where the section of that name began first; equal to line for the first one
+  std::size_t first_line =
+      0;  // where the section of that name began first; equal to line for the first one
 };
 
 struct ProfileScan {
@@ -36,7 +37,8 @@ ProfileScan ScanProfile(std::string_view text);
 // The entry that gives a known key its value, or null.
 const ProfileEntry* EntryOf(const ProfileScan& scan, const KeyRow& row);
 // The entry that a plain look-up finds: the first of that name, whatever its case.
-const ProfileEntry* EntryOf(const ProfileScan& scan, std::string_view section, std::string_view key);
+const ProfileEntry* EntryOf(const ProfileScan& scan, std::string_view section,
+                            std::string_view key);
 
 }  // namespace cli
 

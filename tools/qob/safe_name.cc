@@ -26,7 +26,8 @@ std::string Cleaned(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     const Utf8Step step = NextCharacter(text);
-    const bool reserved = step.valid && step.length == 1 && kReservedSigns.find(text.front()) != std::string_view::npos;
+    const bool reserved = step.valid && step.length == 1 &&
+                          kReservedSigns.find(text.front()) != std::string_view::npos;
     if (!step.valid || reserved || IsUnsafeCharacter(step.code)) {
       result += '_';
     } else {
@@ -46,7 +47,8 @@ std::string Trimmed(const std::string& text) {
 
 // "con", "NUL.txt", "com1" and the like name devices on some systems, with every extension.
 bool IsDevice(const std::string& name) {
-  static constexpr std::array<std::string_view, 8> kDevices = {"con", "prn", "aux", "nul", "conin$", "conout$", "clock$", "config$"};
+  static constexpr std::array<std::string_view, 8> kDevices = {
+      "con", "prn", "aux", "nul", "conin$", "conout$", "clock$", "config$"};
   const std::string stem = Lower(Trimmed(name.substr(0, name.find('.'))));
   if (std::find(kDevices.begin(), kDevices.end(), stem) != kDevices.end()) return true;
   const bool numbered = stem.size() == 4 && stem[3] >= '0' && stem[3] <= '9';

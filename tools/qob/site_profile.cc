@@ -20,22 +20,29 @@ std::string ReadAll(const std::string& path, bool* exists) {
   sys::File file = status.kind == sys::Kind::kRegular ? sys::File::OpenToRead(path) : sys::File();
   if (!file) {
     const int error = status.kind == sys::Kind::kRegular ? file.error() : status.error;
-    const std::string why = status.kind == sys::Kind::kRegular || error != 0 ? sys::ErrorText(error) : "not a file";
+    const std::string why =
+        status.kind == sys::Kind::kRegular || error != 0 ? sys::ErrorText(error) : "not a file";
     const ExitCode code = sys::IsPermission(error) ? ExitCode::kNoPermission : ExitCode::kConfig;
-    throw Failure(code, path + ": cannot be read: " + why + ": ask the administrator, or name another file with --file");
+    throw Failure(code, path + ": cannot be read: " + why +
+                            ": ask the administrator, or name another file with --file");
   }
   *exists = true;
   std::string text;
   std::array<char, 16384> block;
   std::ptrdiff_t got = 0;
-  while ((got = file.Read(block.data(), block.size())) > 0) text.append(block.data(), static_cast<std::size_t>(got));
-  if (got < 0) throw Failure(ExitCode::kIo, path + ": reading failed: " + sys::ErrorText(file.error()) + ": check the disk");
+  while ((got = file.Read(block.data(), block.size())) > 0)
+    text.append(block.data(), static_cast<std::size_t>(got));
+  if (got < 0)
+    throw Failure(ExitCode::kIo,
+                  path + ": reading failed: " + sys::ErrorText(file.error()) + ": check the disk");
   return text;
 }
 
-std::string Read(const char* section, const char* key, const char* otherwise, std::size_t size, const std::string& path) {
+std::string Read(const char* section, const char* key, const char* otherwise, std::size_t size,
+                 const std::string& path) {
   std::vector<char> buffer(size, '\0');
-  QOBGetPrivateProfileString(section, key, otherwise, buffer.data(), static_cast<std::uint32_t>(size), path.c_str());
+  QOBGetPrivateProfileString(section, key, otherwise, buffer.data(),
+                             static_cast<std::uint32_t>(size), path.c_str());
   return buffer.data();
 }
 
@@ -51,7 +58,9 @@ SiteProfile::SiteProfile(const Arguments& arguments) {
     path_ = sys::AbsolutePath(SiteDirectory() + "/" + kProfileName);
   }
   if (path_.find('\\') != std::string::npos) {
-    throw Failure(ExitCode::kUsage, path_ + ": its name holds a backslash, which the system takes for a separator: rename it");
+    throw Failure(
+        ExitCode::kUsage,
+        path_ + ": its name holds a backslash, which the system takes for a separator: rename it");
   }
   scan_ = ScanProfile(ReadAll(path_, &exists_));
 }

@@ -1,4 +1,5 @@
-// The configuration file of the site, as the config commands work on it: which file, its text, the values in effect.
+// The configuration file of the site, as the config commands work on it: which file, its text, the
+// values in effect.
 #ifndef TOOLS_QOB_SITE_PROFILE_H
 #define TOOLS_QOB_SITE_PROFILE_H
 
@@ -11,8 +12,8 @@ namespace cli {
 
 class SiteProfile {
  public:
-  // The file that --file names, else twmta.ini in QOB_CONFIG_DIR, else in the system's directory. A file that does not exist
-  // counts as empty; one that cannot be read throws Failure.
+  // The file that --file names, else twmta.ini in QOB_CONFIG_DIR, else in the system's directory. A
+  // file that does not exist counts as empty; one that cannot be read throws Failure.
   explicit SiteProfile(const Arguments& arguments);
 
   const std::string& path() const { return path_; }

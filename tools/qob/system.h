@@ -1,5 +1,5 @@
-// What the command line asks of the operating system. The functions behind it (system_*.cc) are the only code of the tool
-// that includes a header of the system.
+// What the command line asks of the operating system. The functions behind it (system_*.cc) are the
+// only code of the tool that includes a header of the system.
 #ifndef TOOLS_QOB_SYSTEM_H
 #define TOOLS_QOB_SYSTEM_H
 
@@ -24,7 +24,6 @@ struct Status {
 };
 
 Status StatusOf(const std::string& path);
-bool IsSymlink(const std::string& path);
 
 // The text of an errno value, and the question that most callers ask of one.
 std::string ErrorText(int error);
@@ -68,10 +67,12 @@ std::string AbsolutePath(const std::string& path);
 
 struct Entry {
   std::string name;
-  Kind kind = Kind::kOther;  // a link to a folder counts as kOther, so that a walk never leaves its folder
+  Kind kind =
+      Kind::kOther;  // a link to a folder counts as kOther, so that a walk never leaves its folder
 };
 
-// The entries of a folder in the order of their names, without "." and ".."; nothing (and *error set) when it cannot be read.
+// The entries of a folder in the order of their names, without "." and ".."; nothing (and *error
+// set) when it cannot be read.
 std::optional<std::vector<Entry>> ListFolder(const std::string& path, int* error);
 
 // ---- an output folder: everything is made relative to its descriptor, nothing follows a link ----
@@ -89,7 +90,8 @@ class OutputFolder {
   explicit operator bool() const { return descriptor_ >= 0; }
   int error() const { return error_; }
 
-  // Moves or copies the file at source to name. replace allows to take the place of a file of that name, never of a folder.
+  // Moves or copies the file at source to name. replace allows to take the place of a file of that
+  // name, never of a folder.
   Placed Place(const std::string& source, const std::string& name, bool replace);
 
  private:
@@ -103,8 +105,9 @@ class OutputFolder {
 
 // ---- the private directory of this run ----
 
-// Makes a new directory (mode 0700) below TMPDIR, else /tmp, and arranges that it is removed with all its files when a
-// signal ends the process. Returns its absolute path; empty with *error and *parent set when it cannot be made.
+// Makes a new directory (mode 0700) below TMPDIR, else /tmp, and arranges that it is removed with
+// all its files when a signal ends the process. Returns its absolute path; empty with *error and
+// *parent set when it cannot be made.
 std::string MakePrivateDirectory(std::string* parent, int* error);
 void RemovePrivateDirectory();
 
@@ -120,7 +123,8 @@ std::int64_t Milliseconds();
 
 // ---- character sets ----
 
-// text in the named charset as UTF-8, bytes that are wrong in it as U+FFFD; nothing when the system does not know it.
+// text in the named charset as UTF-8, bytes that are wrong in it as U+FFFD; nothing when the system
+// does not know it.
 std::optional<std::string> ToUtf8(std::string_view text, const std::string& charset);
 // UTF-8 text in the named charset; nothing when the charset is unknown or cannot hold the text.
 std::optional<std::string> FromUtf8(std::string_view text, const std::string& charset);

@@ -51,11 +51,6 @@ Status StatusOf(const std::string& path) {
   return {KindOfMode(entry.st_mode), entry.st_size, 0};
 }
 
-bool IsSymlink(const std::string& path) {
-  struct stat entry {};
-  return ::lstat(path.c_str(), &entry) == 0 && S_ISLNK(entry.st_mode);
-}
-
 std::string ErrorText(int error) { return std::strerror(error); }
 bool IsPermission(int error) { return error == EACCES || error == EPERM; }
 bool IsNoSuchFile(int error) { return error == ENOENT || error == ENOTDIR; }

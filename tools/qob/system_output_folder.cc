@@ -1,5 +1,6 @@
-// The folder that extracted files go to. Every name is made relative to the folder's descriptor and exclusively, so that a
-// link planted under a name is never followed and a file that stands there is never overwritten by accident.
+// The folder that extracted files go to. Every name is made relative to the folder's descriptor and
+// exclusively, so that a link planted under a name is never followed and a file that stands there
+// is never overwritten by accident.
 #include "system.h"
 #include "system_cleanup.h"
 
@@ -88,7 +89,8 @@ Placed OutputFolder::Move(const std::string& source, const std::string& name) {
 Placed OutputFolder::Copy(const std::string& source, const std::string& name, bool replace) {
   const int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
   if (from < 0) return Keep(errno);
-  // A replacement is written under a name of its own first, so that the old file is there until the new one is whole.
+  // A replacement is written under a name of its own first, so that the old file is there until the
+  // new one is whole.
   std::string written = name;
   int to = -1;
   if (replace) {
@@ -99,7 +101,8 @@ Placed OutputFolder::Copy(const std::string& source, const std::string& name, bo
   int error = to < 0 ? errno : CopyAndClose(from, to);
   ::close(from);
   if (to < 0) return Keep(error);
-  if (error == 0 && replace && ::renameat(descriptor_, written.c_str(), descriptor_, name.c_str()) != 0) {
+  if (error == 0 && replace &&
+      ::renameat(descriptor_, written.c_str(), descriptor_, name.c_str()) != 0) {
     error = errno;
   }
   if (error != 0) ::unlinkat(descriptor_, written.c_str(), 0);

@@ -1,5 +1,6 @@
-// The private directory of a run, and its removal when a signal ends the run. The handler may use async-signal-safe calls
-// only, so the directory is flat, its path lies in a static buffer, and its entries are read with the bare system call.
+// The private directory of a run, and its removal when a signal ends the run. The handler may use
+// async-signal-safe calls only, so the directory is flat, its path lies in a static buffer, and its
+// entries are read with the bare system call.
 #include "system.h"
 #include "system_cleanup.h"
 
@@ -18,7 +19,7 @@
 namespace cli::sys {
 namespace {
 
-constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
+constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGALRM, SIGXCPU};
 
 std::array<char, PATH_MAX> private_path{};
 std::array<char, NAME_MAX + 1> pending_name{};
@@ -56,7 +57,8 @@ void RemoveTree() {
   ::rmdir(private_path.data());
 }
 
-// The signal is blocked while its handler runs: raised again, it ends the process when the handler returns.
+// The signal is blocked while its handler runs: raised again, it ends the process when the handler
+// returns.
 extern "C" void CleanUpAndDie(int signal_number) {
   if (has_pending != 0) ::unlinkat(pending_folder, pending_name.data(), 0);
   if (has_private_path != 0) RemoveTree();

@@ -4,10 +4,12 @@
 namespace cli {
 namespace {
 
-constexpr OptionRow kFile = {"-f,--file", "FILE", "this file instead of the site's twmta.ini", Offers::kFiles};
+constexpr OptionRow kFile = {"-f,--file", "FILE", "this file instead of the site's twmta.ini",
+                             Offers::kFiles};
 constexpr OptionRow kAll = {"-a,--all", "", "also the keys that have no default and are not set"};
 constexpr OptionRow kUnset = {"-u,--unset", "", "remove the key instead of setting it"};
-constexpr OptionRow kUnknown = {"--force", "", "accept a key that no part of the system reads, or a value that will be cut"};
+constexpr OptionRow kUnknown = {
+    "--force", "", "accept a key that no part of the system reads, or a value that will be cut"};
 
 constexpr OptionRow kShowOptions[] = {kFile, kAll, kJson, kHelp};
 constexpr ExampleRow kShowExamples[] = {
@@ -16,38 +18,48 @@ constexpr ExampleRow kShowExamples[] = {
 };
 
 constexpr OptionRow kGetOptions[] = {kFile, kJson, kHelp};
-constexpr OperandRow kGetOperands[] = {{"SECTION", 1, 1, Offers::kNothing}, {"KEY", 1, 1, Offers::kNothing}};
-constexpr ExampleRow kGetExamples[] = {{"qob config get Gateway QueueDirectory", "the value in effect"}};
+constexpr OperandRow kGetOperands[] = {{"SECTION", 1, 1, Offers::kNothing},
+                                       {"KEY", 1, 1, Offers::kNothing}};
+constexpr ExampleRow kGetExamples[] = {
+    {"qob config get Gateway QueueDirectory", "the value in effect"}};
 
 constexpr OptionRow kSetOptions[] = {kFile, kUnset, kUnknown, kHelp};
-constexpr OperandRow kSetOperands[] = {
-    {"SECTION", 1, 1, Offers::kNothing}, {"KEY", 1, 1, Offers::kNothing}, {"VALUE", 0, 1, Offers::kNothing}};
+constexpr OperandRow kSetOperands[] = {{"SECTION", 1, 1, Offers::kNothing},
+                                       {"KEY", 1, 1, Offers::kNothing},
+                                       {"VALUE", 0, 1, Offers::kNothing}};
 constexpr ExampleRow kSetExamples[] = {
     {"qob config set Gateway TimeZone xxx", "keep the time zone of the system"},
     {"qob config set --unset Options TabSize", "back to the default"},
 };
 
 constexpr OptionRow kCheckOptions[] = {kFile, kJson, kHelp};
-constexpr ExampleRow kCheckExamples[] = {{"qob config check", "unknown keys, cut values, wrong switches, with their lines"}};
+constexpr ExampleRow kCheckExamples[] = {
+    {"qob config check", "unknown keys, cut values, wrong switches, with their lines"}};
 
 constexpr std::span<const OperandRow> kNone;
 
 constexpr CommandRow kCommands[] = {
     {"config show", "show the configuration in effect",
-     "Prints every key that the mail system reads, its value and where the value comes from: the line of the file, or the "
-     "default. A value that is longer than the system's buffer is shown as the system sees it and marked [cut].",
+     "Prints every key that the mail system reads, its value and where the value comes from: the "
+     "line of the file, or the "
+     "default. A value that is longer than the system's buffer is shown as the system sees it and "
+     "marked [cut].",
      kShowOptions, kNone, kShowExamples},
     {"config get", "print one value",
-     "Prints the value in effect of one key: that of the file, else the default. A key that is neither set nor known ends with "
+     "Prints the value in effect of one key: that of the file, else the default. A key that is "
+     "neither set nor known ends with "
      "exit code 78.",
      kGetOptions, kGetOperands, kGetExamples},
     {"config set", "change one value",
-     "Writes one value to the file, keeping its comments and its order, or removes it with --unset. A key that nothing reads "
+     "Writes one value to the file, keeping its comments and its order, or removes it with "
+     "--unset. A key that nothing reads "
      "and a value that would be cut are refused.",
      kSetOptions, kSetOperands, kSetExamples},
     {"config check", "look for mistakes in the configuration",
-     "Reports, one on each line with the line of the file: keys and sections that nothing reads, keys and sections that stand "
-     "twice (the first one counts), lines that are no entry, values that are cut, switches and numbers that are none, and "
+     "Reports, one on each line with the line of the file: keys and sections that nothing reads, "
+     "keys and sections that stand "
+     "twice (the first one counts), lines that are no entry, values that are cut, switches and "
+     "numbers that are none, and "
      "directories that are missing. Ends with 0 when nothing was found, else with 78.",
      kCheckOptions, kNone, kCheckExamples},
 };

@@ -14,7 +14,8 @@ namespace {
 constexpr std::size_t kShownBytes = 60;
 
 std::string Shown(const std::string& text) {
-  return text.size() <= kShownBytes ? "\"" + text + "\"" : "\"" + Repaired(text.substr(0, kShownBytes)) + "...\"";
+  return text.size() <= kShownBytes ? "\"" + text + "\""
+                                    : "\"" + Repaired(text.substr(0, kShownBytes)) + "...\"";
 }
 
 class Reader {
@@ -32,7 +33,8 @@ class Reader {
 
 void Reader::Take(const std::string& text) {
   try {
-    if (text.find('\0') != std::string::npos) throw Failure(ExitCode::kData, "holds a NUL byte: give text");
+    if (text.find('\0') != std::string::npos)
+      throw Failure(ExitCode::kData, "holds a NUL byte: give text");
     visit_(text);
   } catch (const FatalFailure&) {
     throw;
@@ -54,20 +56,24 @@ void Reader::TakeStandardInput() {
   };
   while ((got = input.Read(block.data(), block.size())) > 0) {
     std::string_view bytes(block.data(), static_cast<std::size_t>(got));
-    for (std::size_t feed = bytes.find('\n'); feed != std::string_view::npos; feed = bytes.find('\n')) {
+    for (std::size_t feed = bytes.find('\n'); feed != std::string_view::npos;
+         feed = bytes.find('\n')) {
       line += bytes.substr(0, feed);
       bytes.remove_prefix(feed + 1);
       take_line();
     }
     line += bytes;
   }
-  if (got < 0) throw Failure(ExitCode::kIo, "-: reading failed: " + sys::ErrorText(input.error()) + ": check where the input comes from");
+  if (got < 0)
+    throw Failure(ExitCode::kIo, "-: reading failed: " + sys::ErrorText(input.error()) +
+                                     ": check where the input comes from");
   if (!line.empty()) take_line();
 }
 
 }  // namespace
 
-ExitCode ForEachText(const std::vector<std::string>& operands, const std::function<void(const std::string&)>& visit) {
+ExitCode ForEachText(const std::vector<std::string>& operands,
+                     const std::function<void(const std::string&)>& visit) {
   Reader reader(visit);
   for (const std::string& operand : operands) {
     if (operand == "-") {

@@ -1,4 +1,5 @@
-// The texts that address, date and word work on: the operands, or for - the lines of standard input.
+// The texts that address, date and word work on: the operands, or for - the lines of standard
+// input.
 #ifndef TOOLS_QOB_TEXT_INPUT_H
 #define TOOLS_QOB_TEXT_INPUT_H
 
@@ -10,9 +11,10 @@
 
 namespace cli {
 
-// Calls visit for each text, without its line end. A Failure is reported with the text in front and the rest goes on; the
-// result is the code of the first one.
-ExitCode ForEachText(const std::vector<std::string>& operands, const std::function<void(const std::string&)>& visit);
+// Calls visit for each text, without its line end. A Failure is reported with the text in front and
+// the rest goes on; the result is the code of the first one.
+ExitCode ForEachText(const std::vector<std::string>& operands,
+                     const std::function<void(const std::string&)>& visit);
 
 }  // namespace cli
 

@@ -6,9 +6,12 @@
 namespace cli {
 namespace {
 
-std::uint8_t Byte(std::string_view text, std::size_t at) { return static_cast<std::uint8_t>(text[at]); }
+std::uint8_t Byte(std::string_view text, std::size_t at) {
+  return static_cast<std::uint8_t>(text[at]);
+}
 
-// The number of bytes and the least code of a lead byte; length 0 for a byte that starts no character.
+// The number of bytes and the least code of a lead byte; length 0 for a byte that starts no
+// character.
 struct Lead {
   std::size_t length;
   std::uint32_t least;
@@ -86,7 +89,8 @@ std::string Visible(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     if (IsBreak(text.front())) {
-      while (!text.empty() && (IsBreak(text.front()) || IsBlank(text.front()))) text.remove_prefix(1);
+      while (!text.empty() && (IsBreak(text.front()) || IsBlank(text.front())))
+        text.remove_prefix(1);
       if (!text.empty() && !result.empty()) result += ' ';
       continue;
     }
@@ -106,13 +110,15 @@ std::string Visible(std::string_view text) {
 }
 
 std::string Base64(std::string_view bytes) {
-  static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  static constexpr char kAlphabet[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string result;
   for (std::size_t at = 0; at < bytes.size(); at += 3) {
     const std::size_t have = bytes.size() - at;
-    const std::uint32_t group = static_cast<std::uint32_t>(Byte(bytes, at)) << 16 |
-                                (have > 1 ? static_cast<std::uint32_t>(Byte(bytes, at + 1)) << 8 : 0u) |
-                                (have > 2 ? Byte(bytes, at + 2) : 0u);
+    const std::uint32_t group =
+        static_cast<std::uint32_t>(Byte(bytes, at)) << 16 |
+        (have > 1 ? static_cast<std::uint32_t>(Byte(bytes, at + 1)) << 8 : 0u) |
+        (have > 2 ? Byte(bytes, at + 2) : 0u);
     result += kAlphabet[group >> 18];
     result += kAlphabet[group >> 12 & 63];
     result += have > 1 ? kAlphabet[group >> 6 & 63] : '=';

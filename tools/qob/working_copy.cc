@@ -16,7 +16,8 @@ constexpr std::size_t kHeadBytes = 64 * 1024;
 constexpr std::int64_t kLargest = 0x7FFFFFFF;
 
 bool IsNameSign(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '_' || c == '.';
 }
 
 // "Name:" or "Name :", a From line, or a queue's envelope line.
@@ -43,8 +44,8 @@ bool HasHeaderLine(std::string_view text) {
   return false;
 }
 
-// A message begins with a header field, or with the empty line that ends an empty header; text of another kind may come
-// before the first field, but no binary data.
+// A message begins with a header field, or with the empty line that ends an empty header; text of
+// another kind may come before the first field, but no binary data.
 bool LooksLikeMessage(std::string_view head) {
   const std::string_view first = FirstLine(head);
   if (IsEmptyLine(first) || IsHeaderLine(first)) return true;
@@ -52,19 +53,24 @@ bool LooksLikeMessage(std::string_view head) {
 }
 
 Failure ReadFailure(const sys::File& file) {
-  return Failure(ExitCode::kIo, "reading failed: " + sys::ErrorText(file.error()) + ": check the disk or the connection to it");
+  return Failure(ExitCode::kIo, "reading failed: " + sys::ErrorText(file.error()) +
+                                    ": check the disk or the connection to it");
 }
 
 Failure CopyFailure(const std::string& path, int error) {
-  return Failure(ExitCode::kIo, "a temporary copy cannot be written to " + path + ": " + sys::ErrorText(error) +
+  return Failure(ExitCode::kIo, "a temporary copy cannot be written to " + path + ": " +
+                                    sys::ErrorText(error) +
                                     ": free some space, or set TMPDIR to another directory");
 }
 
 Failure TooLarge() {
-  return Failure(ExitCode::kData, "larger than 2147483647 bytes, which is the most that one message can have: split it first");
+  return Failure(
+      ExitCode::kData,
+      "larger than 2147483647 bytes, which is the most that one message can have: split it first");
 }
 
-// Hands the bytes of a range to a function, block by block; false when reading fails or the range is longer than the file.
+// Hands the bytes of a range to a function, block by block; false when reading fails or the range
+// is longer than the file.
 template <typename Take>
 bool ForEachBlock(sys::File* file, ByteRange range, Take take) {
   std::string block(kBlockBytes, '\0');
@@ -93,11 +99,14 @@ std::string ReadRange(sys::File* file, ByteRange range) {
 
 }  // namespace
 
-WorkingCopy::WorkingCopy(const PrivateSite& site, const std::string& path, ByteRange range, std::int64_t size_bytes)
+WorkingCopy::WorkingCopy(const PrivateSite& site, const std::string& path, ByteRange range,
+                         std::int64_t size_bytes)
     : user_path_(path), range_(range), path_(path), size_bytes_(range.end - range.start) {
   sys::File file = sys::File::OpenToRead(path);
   if (!file) throw ReadFailure(file);
-  Judge(ReadRange(&file, {range.start, std::min<std::int64_t>(range.end, range.start + static_cast<std::int64_t>(kHeadBytes))}));
+  Judge(ReadRange(
+      &file, {range.start, std::min<std::int64_t>(
+                               range.end, range.start + static_cast<std::int64_t>(kHeadBytes))}));
   if (size_bytes_ > kLargest) throw TooLarge();
   converted_ = FirstLineIsBare(&file);
   const bool whole = range.start == 0 && range.end == size_bytes;
@@ -113,9 +122,12 @@ WorkingCopy::~WorkingCopy() {
 }
 
 void WorkingCopy::Judge(const std::string& head) const {
-  if (head.empty()) throw Failure(ExitCode::kData, "empty: a message has at least a header; give another file");
+  if (head.empty())
+    throw Failure(ExitCode::kData, "empty: a message has at least a header; give another file");
   if (!LooksLikeMessage(head)) {
-    throw Failure(ExitCode::kData, "not a mail message (no header field at its start): give a message file, an mbox or a maildir");
+    throw Failure(ExitCode::kData,
+                  "not a mail message (no header field at its start): give a message file, an mbox "
+                  "or a maildir");
   }
 }
 
@@ -162,17 +174,20 @@ void WorkingCopy::Copy(const PrivateSite& site, sys::File* file) {
   if (size_bytes_ > kLargest) throw TooLarge();
 }
 
-// The library takes a backslash for a separator, so a file with one in its name is reached through a link without.
+// The library takes a backslash for a separator, so a file with one in its name is reached through
+// a link without.
 void WorkingCopy::Link(const PrivateSite& site) {
   path_ = site.PathOf("message");
   sys::Remove(path_);
   owned_ = true;
   if (!sys::MakeSymlink(sys::AbsolutePath(user_path_), path_)) {
-    throw Failure(ExitCode::kCantCreate, "a link to it cannot be made at " + path_ + ": rename the file, its name holds a backslash");
+    throw Failure(ExitCode::kCantCreate, "a link to it cannot be made at " + path_ +
+                                             ": rename the file, its name holds a backslash");
   }
 }
 
-std::vector<std::int64_t> WorkingCopy::InUserFile(const std::vector<std::int64_t>& positions) const {
+std::vector<std::int64_t> WorkingCopy::InUserFile(
+    const std::vector<std::int64_t>& positions) const {
   std::vector<std::int64_t> result(positions);
   if (!converted_) {
     for (std::int64_t& position : result) position += range_.start;
@@ -180,15 +195,17 @@ std::vector<std::int64_t> WorkingCopy::InUserFile(const std::vector<std::int64_t
   }
   std::vector<std::size_t> order(positions.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) { return positions[left] < positions[right]; });
+  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    return positions[left] < positions[right];
+  });
   std::vector<std::int64_t> ascending;
   for (const std::size_t at : order) ascending.push_back(positions[at]);
   LineEndMap map(std::move(ascending));
   sys::File file = sys::File::OpenToRead(user_path_);
   const bool read = file && ForEachBlock(&file, range_, [&](std::string_view block) {
-    map.Take(block);
-    return true;
-  });
+                      map.Take(block);
+                      return true;
+                    });
   if (!read) throw ReadFailure(file);
   const std::vector<std::int64_t> answers = map.Finish();
   for (std::size_t i = 0; i < order.size(); ++i) result[order[i]] = range_.start + answers[i];

@@ -40,10 +40,13 @@ std::string CommandCase(const CommandRow& command) {
   std::string text = "    " + Quoted(command.name) + ")\n      case \"$before\" in\n";
   for (const OptionRow& option : command.options) {
     if (option.value[0] == '\0') continue;
-    text += "        " + Label(option) + ") " + Reply(option.offers, option.words) + "; return ;;\n";
+    text +=
+        "        " + Label(option) + ") " + Reply(option.offers, option.words) + "; return ;;\n";
   }
-  text += "      esac\n      if [[ $word == -* ]]; then\n        " + Reply(Offers::kWords, OptionWords(command)) + "\n      else\n";
-  const Offers operands = command.operands.empty() ? Offers::kNothing : command.operands.front().offers;
+  text += "      esac\n      if [[ $word == -* ]]; then\n        " +
+          Reply(Offers::kWords, OptionWords(command)) + "\n      else\n";
+  const Offers operands =
+      command.operands.empty() ? Offers::kNothing : command.operands.front().offers;
   return text + "        " + Reply(operands, "") + "\n      fi\n      ;;\n";
 }
 
@@ -63,7 +66,8 @@ std::string FamilyWords(const std::string& family) {
   std::string words;
   for (const CommandRow& command : Commands()) {
     const std::string_view name = command.name;
-    if (name.starts_with(family + " ")) words += (words.empty() ? "" : " ") + std::string(name.substr(family.size() + 1));
+    if (name.starts_with(family + " "))
+      words += (words.empty() ? "" : " ") + std::string(name.substr(family.size() + 1));
   }
   return words;
 }
@@ -74,14 +78,16 @@ std::string BashCompletion() {
   std::string text =
       "# bash completion for qob, made from its table of commands\n"
       "_qob() {\n"
-      "  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}\n"
+      "  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} "
+      "command=${COMP_WORDS[1]}\n"
       "  COMPREPLY=()\n"
       "  if ((COMP_CWORD == 1)); then\n"
       "    " +
       Reply(Offers::kWords, FirstWords()) + "\n    return\n  fi\n  case \"$command\" in\n";
   for (const FamilyRow& family : Families()) {
     text += std::string("    ") + family.name + ")\n      if ((COMP_CWORD == 2)); then\n        " +
-            Reply(Offers::kWords, FamilyWords(family.name)) + "\n        return\n      fi\n      command+=\" ${COMP_WORDS[2]}\"\n      ;;\n";
+            Reply(Offers::kWords, FamilyWords(family.name)) +
+            "\n        return\n      fi\n      command+=\" ${COMP_WORDS[2]}\"\n      ;;\n";
   }
   text += "  esac\n  case \"$command\" in\n";
   for (const CommandRow& command : Commands()) text += CommandCase(command);

@@ -35,8 +35,9 @@ std::string Action(Offers offers, const char* words) {
 std::string OptionSpec(const OptionRow& option) {
   const std::string name(LongName(option));
   const std::string shorter(ShortName(option));
-  const std::string value =
-      option.value[0] == '\0' ? std::string() : std::string(":") + option.value + ":" + Action(option.offers, option.words);
+  const std::string value = option.value[0] == '\0' ? std::string()
+                                                    : std::string(":") + option.value + ":" +
+                                                          Action(option.offers, option.words);
   const std::string help = "[" + Escaped(option.help) + "]" + value + "'";
   if (shorter.empty()) return "'" + name + help;
   return "'(" + shorter + " " + name + ")'{" + shorter + "," + name + "}'" + help;
@@ -51,16 +52,20 @@ std::string CommandCase(const CommandRow& command) {
   std::string text = std::string("    '") + command.name + "')\n      _arguments -s";
   for (const OptionRow& option : command.options) text += " \\\n        " + OptionSpec(option);
   std::size_t place = 0;
-  for (const OperandRow& operand : command.operands) text += " \\\n        " + OperandSpec(operand, ++place);
+  for (const OperandRow& operand : command.operands)
+    text += " \\\n        " + OperandSpec(operand, ++place);
   return text + "\n      ;;\n";
 }
 
-std::string Row(std::string_view name, const char* summary) { return "\"" + std::string(name) + "\\:" + Escaped(summary) + "\""; }
+std::string Row(std::string_view name, const char* summary) {
+  return "\"" + std::string(name) + "\\:" + Escaped(summary) + "\"";
+}
 
 std::string FirstRows() {
   std::string rows;
   for (const CommandRow& command : Commands()) {
-    if (std::string_view(command.name).find(' ') == std::string_view::npos) rows += (rows.empty() ? "" : " ") + Row(command.name, command.summary);
+    if (std::string_view(command.name).find(' ') == std::string_view::npos)
+      rows += (rows.empty() ? "" : " ") + Row(command.name, command.summary);
   }
   for (const FamilyRow& family : Families()) rows += " " + Row(family.name, family.summary);
   return rows;
@@ -70,7 +75,8 @@ std::string FamilyRows(const std::string& family) {
   std::string rows;
   for (const CommandRow& command : Commands()) {
     const std::string_view name = command.name;
-    if (name.starts_with(family + " ")) rows += (rows.empty() ? "" : " ") + Row(name.substr(family.size() + 1), command.summary);
+    if (name.starts_with(family + " "))
+      rows += (rows.empty() ? "" : " ") + Row(name.substr(family.size() + 1), command.summary);
   }
   return rows;
 }
@@ -86,12 +92,17 @@ std::string ZshCompletion() {
       "  local -a commands\n"
       "  if (( CURRENT == 2 )); then\n"
       "    commands=(" +
-      FirstRows() + ")\n    _describe 'command' commands\n    return\n  fi\n  local skip=1\n  case $command in\n";
+      FirstRows() +
+      ")\n    _describe 'command' commands\n    return\n  fi\n  local skip=1\n  case $command in\n";
   for (const FamilyRow& family : Families()) {
-    text += std::string("    ") + family.name + ")\n      if (( CURRENT == 3 )); then\n        commands=(" + FamilyRows(family.name) +
-            ")\n        _describe 'command' commands\n        return\n      fi\n      command+=\" $words[3]\"\n      skip=2\n      ;;\n";
+    text += std::string("    ") + family.name +
+            ")\n      if (( CURRENT == 3 )); then\n        commands=(" + FamilyRows(family.name) +
+            ")\n        _describe 'command' commands\n        return\n      fi\n      command+=\" "
+            "$words[3]\"\n      skip=2\n      ;;\n";
   }
-  text += "  esac\n  words=(\"qob\" \"${(@)words[skip+2,-1]}\")\n  (( CURRENT -= skip ))\n  case $command in\n";
+  text +=
+      "  esac\n  words=(\"qob\" \"${(@)words[skip+2,-1]}\")\n  (( CURRENT -= skip ))\n  case "
+      "$command in\n";
   for (const CommandRow& command : Commands()) text += CommandCase(command);
   return text + "  esac\n}\n_qob \"$@\"\n";
 }

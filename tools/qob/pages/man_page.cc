@@ -9,10 +9,10 @@ namespace {
 constexpr std::string_view kExitCodes[][2] = {
     {"0", "done"},
     {"64", "an option or operand that does not fit"},
-    {"65", "the input is not what the command reads: empty, damaged, not mail, an incomplete block"},
+    {"65",
+     "the input is not what the command reads: empty, damaged, not mail, an incomplete block"},
     {"66", "an input file does not exist or cannot be opened"},
     {"70", "out of memory, or an internal error"},
-    {"71", "the system refused something basic"},
     {"73", "an output file or the private directory cannot be made"},
     {"74", "reading or writing failed, a full disk among others"},
     {"75", "another process holds the file: try again"},
@@ -56,8 +56,8 @@ std::string Upper(std::string text) {
 
 std::string Head(const std::string& name, const std::string& summary) {
   const std::string title = Upper(name);
-  return ".TH " + Roff(title) + " 1 \"\" \"qob " + std::string(kVersion) + "\" \"User Commands\"\n.SH NAME\n" + Roff(name) + " \\- " +
-         Roff(summary) + "\n";
+  return ".TH " + Roff(title) + " 1 \"\" \"qob " + std::string(kVersion) +
+         "\" \"User Commands\"\n.SH NAME\n" + Roff(name) + " \\- " + Roff(summary) + "\n";
 }
 
 std::string Paragraphs(std::string_view text) {
@@ -71,7 +71,8 @@ std::string Paragraphs(std::string_view text) {
 }
 
 std::string Synopsis(const CommandRow& command) {
-  std::string text = ".SH SYNOPSIS\n" + Bold(std::string("qob ") + command.name) + " [" + Italic("options") + "]";
+  std::string text =
+      ".SH SYNOPSIS\n" + Bold(std::string("qob ") + command.name) + " [" + Italic("options") + "]";
   for (const OperandRow& operand : command.operands) {
     const std::string shown = Italic(operand.name) + (operand.most < 0 ? "..." : "");
     text += operand.least == 0 ? " [" + shown + "]" : " " + shown;
@@ -107,8 +108,10 @@ std::string ExitCodes() {
 
 std::string Environment() {
   return ".SH ENVIRONMENT\n"
-         ".TP\n\\fBTMPDIR\\fR\nwhere the private directory of a run is made (\\fI/tmp\\fR when not set)\n"
-         ".TP\n\\fBQOB_CONFIG_DIR\\fR\nthe directory of the site's \\fItwmta.ini\\fR (\\fI/etc/qob3xapi\\fR when not set)\n"
+         ".TP\n\\fBTMPDIR\\fR\nwhere the private directory of a run is made (\\fI/tmp\\fR when not "
+         "set)\n"
+         ".TP\n\\fBQOB_CONFIG_DIR\\fR\nthe directory of the site's \\fItwmta.ini\\fR "
+         "(\\fI/etc/qob3xapi\\fR when not set)\n"
          ".TP\n\\fBNO_COLOR\\fR\nno colour when it is set and not empty\n";
 }
 
@@ -117,36 +120,55 @@ std::string Environment() {
 std::string ManPageName(const CommandRow& command) { return "qob-" + Dashed(command.name) + ".1"; }
 
 std::string CommandManPage(const CommandRow& command) {
-  return Head("qob-" + Dashed(command.name), command.summary) + Synopsis(command) + ".SH DESCRIPTION\n" +
-         Paragraphs(command.description) + Options(command) + Examples(command) +
+  return Head("qob-" + Dashed(command.name), command.summary) + Synopsis(command) +
+         ".SH DESCRIPTION\n" + Paragraphs(command.description) + Options(command) +
+         Examples(command) +
          ".SH EXIT STATUS\nAs in \\fBqob\\fR(1).\n.SH SEE ALSO\n\\fBqob\\fR(1)\n";
 }
 
 std::string MainManPage() {
-  std::string text = Head("qob", "look into mail: parts, headers, addresses, dates, encoded words, embedded files");
-  text += ".SH SYNOPSIS\n\\fBqob\\fR \\fIcommand\\fR [\\fIoptions\\fR] [\\fIoperands\\fR]\n.br\n\\fBqob\\fR \\fB\\-\\-version\\fR\n.SH COMMANDS\n";
+  std::string text = Head(
+      "qob", "look into mail: parts, headers, addresses, dates, encoded words, embedded files");
+  text +=
+      ".SH SYNOPSIS\n\\fBqob\\fR \\fIcommand\\fR [\\fIoptions\\fR] "
+      "[\\fIoperands\\fR]\n.br\n\\fBqob\\fR \\fB\\-\\-version\\fR\n.SH COMMANDS\n";
   for (const CommandRow& command : Commands()) {
-    text += ".TP\n\\fBqob\\-" + Roff(Dashed(command.name)) + "\\fR(1)\n" + Roff(command.summary) + "\n";
+    text +=
+        ".TP\n\\fBqob\\-" + Roff(Dashed(command.name)) + "\\fR(1)\n" + Roff(command.summary) + "\n";
   }
   text += ".SH DESCRIPTION\n";
   text += Paragraphs(
-      "Data goes to standard output, messages to standard error. A failure is one line that names the file and says what to do; "
-      "with several files the others are still read, and the exit code is that of the first failure.\n\n"
-      "FILE may be a message, an mbox, a maildir, - for standard input, or with --recursive a folder. A message of an mbox is named "
-      "by the file and its number, as inbox.mbox[3]. A longer run shows how far it is when standard error is a terminal.\n\n"
-      "A message whose first line ends in a bare line feed is read through a temporary copy with CR LF line ends, which is said. "
-      "Byte positions are always those of the file that was given. No file that is read is ever changed.\n\n"
-      "The commands that read mail do not depend on the site. Each run makes a directory of its own that only its user can enter, "
-      "with a copy of the site's configuration in which the temporary directory is that directory, and the time zone that of the "
-      "system when the site names none. The directory is removed at the end, also after an error, an interrupt or a hang-up. Only "
+      "Data goes to standard output, messages to standard error. A failure is one line that names "
+      "the file and says what to do; "
+      "with several files the others are still read, and the exit code is that of the first "
+      "failure.\n\n"
+      "FILE may be a message, an mbox, a maildir, - for standard input, or with --recursive a "
+      "folder. A message of an mbox is named "
+      "by the file and its number, as inbox.mbox[3]. A longer run shows how far it is when "
+      "standard error is a terminal.\n\n"
+      "A message whose first line ends in a bare line feed is read through a temporary copy with "
+      "CR LF line ends, which is said. "
+      "Byte positions are always those of the file that was given. No file that is read is ever "
+      "changed.\n\n"
+      "The commands that read mail do not depend on the site. Each run makes a directory of its "
+      "own that only its user can enter, "
+      "with a copy of the site's configuration in which the temporary directory is that directory, "
+      "and the time zone that of the "
+      "system when the site names none. The directory is removed at the end, also after an error, "
+      "an interrupt or a hang-up. Only "
       "the config commands work on the real configuration.\n\n"
-      "With --json every line of output is one JSON object; its member schema names its form and version. A text that is not UTF-8 "
-      "is repaired there, and its bytes stand in base64 in a second member of the same name with _base64 behind it.");
+      "With --json every line of output is one JSON object; its member schema names its form and "
+      "version. A text that is not UTF-8 "
+      "is repaired there, and its bytes stand in base64 in a second member of the same name with "
+      "_base64 behind it.");
   text += ExitCodes() + Environment();
-  text += ".SH FILES\n.TP\n\\fI/etc/qob3xapi/twmta.ini\\fR\nthe configuration of the site\n.SH SEE ALSO\n";
+  text +=
+      ".SH FILES\n.TP\n\\fI/etc/qob3xapi/twmta.ini\\fR\nthe configuration of the site\n.SH SEE "
+      "ALSO\n";
   std::string list;
   for (const CommandRow& command : Commands()) {
-    list += (list.empty() ? "" : ",\n") + std::string("\\fBqob\\-") + Roff(Dashed(command.name)) + "\\fR(1)";
+    list += (list.empty() ? "" : ",\n") + std::string("\\fBqob\\-") + Roff(Dashed(command.name)) +
+            "\\fR(1)";
   }
   return text + list + "\n";
 }

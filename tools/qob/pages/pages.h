@@ -8,7 +8,8 @@
 
 namespace cli {
 
-// qob.1, the page about the whole; and the page of one command ("word encode" -> qob-word-encode.1).
+// qob.1, the page about the whole; and the page of one command ("word encode" ->
+// qob-word-encode.1).
 std::string MainManPage();
 std::string CommandManPage(const CommandRow& command);
 std::string ManPageName(const CommandRow& command);
