@@ -98,6 +98,24 @@ class CliPages(ToolTest):
         if checked == 0:
             self.skipTest("neither zsh nor fish is installed")
 
+    def zsh(self, *words):
+        """What the script hands to the two functions of zsh that show completions."""
+        script = ("_describe() { print -rl -- ${(P)2} }; _arguments() { print -rl -- $words -- $CURRENT -- \"$@\" }; "
+                  "script=$1; shift; words=(\"$@\"); CURRENT=$#; set --; source $script")
+        done = subprocess.run(["zsh", "-f", "-c", script, "zsh", os.path.join(COMPLETIONS, "_qob"), "qob", *words], capture_output=True)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout.decode().splitlines()
+
+    def test_zsh_completes_commands_and_options(self):
+        if not has_program("zsh"):
+            self.skipTest("zsh is not installed")
+        self.assertIn("parse:show the parts of messages", self.zsh(""))
+        self.assertEqual(self.zsh("word", ""), ["encode:make encoded words", "decode:read encoded words"])
+        rows = self.zsh("config", "get", "Options", "Tab")
+        self.assertEqual(rows[:5], ["qob", "Options", "Tab", "--", "3"])
+        self.assertIn("2:KEY: ", rows)
+        self.assertTrue(any(row.startswith("--json[") for row in rows))
+
     def test_fish_completes_the_members_of_a_family(self):
         if not has_program("fish"):
             self.skipTest("fish is not installed")

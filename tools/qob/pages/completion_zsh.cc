@@ -57,8 +57,9 @@ std::string CommandCase(const CommandRow& command) {
   return text + "\n      ;;\n";
 }
 
+// One row of _describe: the colon divides the name from its description.
 std::string Row(std::string_view name, const char* summary) {
-  return "\"" + std::string(name) + "\\:" + Escaped(summary) + "\"";
+  return "'" + std::string(name) + ":" + Escaped(summary) + "'";
 }
 
 std::string FirstRows() {
