@@ -61,6 +61,10 @@ TEST_F(UtilFaults, ANameOrNull) {
 // tabExpand leaves the file as it was or expanded, never in between, and no temporary file.
 class TabFaults : public StartedLibrary {
  protected:
+  void SetUp() override {
+    StartedLibrary::SetUp();
+    descriptors_ = OpenDescriptors();  // the log is open by now
+  }
   void Write() { path_ = spool_.File("in", text_); }
   void Check(int result, bool failed) {
     const std::string now = TempSpool::Read(path_);
@@ -82,7 +86,7 @@ class TabFaults : public StartedLibrary {
   const std::string text_ = "a\tb\n" + std::string(200000, 'x') + "\n";
   const std::string expanded_ = "a       b\n" + std::string(200000, 'x') + "\n";
   std::string path_;
-  int descriptors_ = OpenDescriptors();
+  int descriptors_ = 0;
   int failures_ = 0;
   Texts last_texts_;
 };
