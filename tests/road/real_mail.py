@@ -207,7 +207,8 @@ def check_qob_extract(message, form, path, tree, rows, qob, work, report):
         return
     given = {line["part"]: line for line in lines}
     for part, row in zip(tree.parts, rows):
-        rest = part.type is None and part.start == part.body == part.end
+        # Behind an embedded block of a plain message stands a text, which may be empty and is then no file.
+        rest = not tree.mime and part.index > 0 and part.type is None and part.body == part.end
         if row["container"] or rest:
             if part.index in given:
                 report.fail(message, f"qob extract, {form}: part {part.index} has no body of its own, yet was extracted")
