@@ -2,7 +2,7 @@
 import os
 import stat
 
-from tool import NOBODY, ToolTest, can_drop_root, read, sample
+from tool import ToolTest, read, sample
 
 
 class CliConfig(ToolTest):
@@ -120,12 +120,12 @@ class CliConfig(ToolTest):
         self.fails(73, "config", "set", "Options", "TabSize", "4", env=env, says=["none/twmta.ini", "make the directory"])
 
     def test_says_that_it_may_not_write_or_read(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
         self.ini_is("[Options]\nTabSize=4\n")
-        self.fails(77, "config", "set", "Options", "TabSize", "2", user=NOBODY, says=["twmta.ini", "owner"])
+        self.refuse(self.path("etc"), 0o555)
+        self.fails(77, "config", "set", "Options", "TabSize", "2", user=self.unprivileged(), says=["twmta.ini", "owner"])
+        self.refuse(self.ini, 0)
+        self.fails(77, "config", "show", user=self.unprivileged(), says=["twmta.ini", "Permission denied"])
         os.chmod(self.ini, 0o600)
-        self.fails(77, "config", "show", user=NOBODY, says=["twmta.ini", "Permission denied"])
         self.assertEqual(read(self.ini), b"[Options]\nTabSize=4\n")
 
     def test_finds_nothing_in_a_good_file(self):

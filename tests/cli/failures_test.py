@@ -5,7 +5,7 @@ import resource
 import socket
 import struct
 
-from tool import DATA, NOBODY, SOURCE, TOOL, ToolTest, can_drop_root, multipart, read, sample
+from tool import DATA, SOURCE, TOOL, ToolTest, multipart, read, sample
 
 READERS = (["parse"], ["header"], ["extract", "-o", "out"])
 
@@ -23,17 +23,14 @@ class CliFailures(ToolTest):
         self.each_reader_fails(66, os.path.join(sample("dsn.eml"), "x"), ["dsn.eml/x: Not a directory"])
 
     def test_unreadable_file(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
         path = self.file("secret.eml", read(sample("dsn.eml")))
-        os.chmod(path, 0o600)
-        self.fails(77, "parse", path, user=NOBODY, says=["secret.eml: Permission denied", "right to read"])
+        self.refuse(path, 0)
+        self.fails(77, "parse", path, user=self.unprivileged(), says=["secret.eml: Permission denied", "right to read"])
 
     def test_unreadable_folder(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
-        os.mkdir(self.path("shut"), 0o700)
-        self.fails(77, "parse", "-r", self.path("shut"), user=NOBODY, says="shut: Permission denied")
+        os.mkdir(self.path("shut"))
+        self.refuse(self.path("shut"), 0)
+        self.fails(77, "parse", "-r", self.path("shut"), user=self.unprivileged(), says="shut: Permission denied")
 
     def test_empty_file(self):
         self.each_reader_fails(65, self.file("empty.eml", b""), "empty.eml: empty: a message has at least a header")
@@ -138,10 +135,9 @@ class CliFailures(ToolTest):
         self.fails(64, "extract", sample("dsn.eml"), says=["-o DIR"])
 
     def test_output_folder_that_is_not_writable(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
-        os.mkdir(self.path("shut"), 0o755)
-        self.fails(77, "extract", sample("dsn.eml"), "-o", self.path("shut"), user=NOBODY, says=["shut/part-1.txt: cannot be written: Permission denied"])
+        os.mkdir(self.path("shut"))
+        self.refuse(self.path("shut"), 0o555)
+        self.fails(77, "extract", sample("dsn.eml"), "-o", self.path("shut"), user=self.unprivileged(), says=["shut/part-1.txt: cannot be written: Permission denied"])
         self.assertEqual(os.listdir(self.path("shut")), [])
 
     def test_part_that_is_not_there(self):

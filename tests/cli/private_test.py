@@ -5,7 +5,7 @@ import stat
 import subprocess
 import time
 
-from tool import NOBODY, TOOL, ToolTest, can_drop_root, multipart, read, sample
+from tool import TOOL, ToolTest, multipart, read, sample
 
 
 class CliPrivate(ToolTest):
@@ -122,11 +122,9 @@ class CliPrivate(ToolTest):
         self.assertEqual(os.listdir(self.path("back\\slash")), [])
 
     def test_says_that_tmpdir_is_read_only(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
         os.mkdir(self.path("closed"))
-        os.chmod(self.path("closed"), 0o555)
-        self.fails(73, "parse", sample("dsn.eml"), user=NOBODY, env=self.environment(TMPDIR=self.path("closed")),
+        self.refuse(self.path("closed"), 0o555)
+        self.fails(73, "parse", sample("dsn.eml"), user=self.unprivileged(), env=self.environment(TMPDIR=self.path("closed")),
                    says=["closed", "Permission denied", "set TMPDIR"])
 
     def test_holds_a_copy_of_the_configuration_of_the_site(self):
@@ -163,11 +161,9 @@ class CliPrivate(ToolTest):
         self.assertIn("qob: log 6 qob: Found multipart/mixed", done.errors)
 
     def test_ignores_a_configuration_that_it_may_not_read(self):
-        if not can_drop_root():
-            self.skipTest("this needs root, to give it up")
         self.file("etc/twmta.ini", "[Options]\nTabSize=3\n")
-        os.chmod(self.path("etc/twmta.ini"), 0o600)
-        self.good("parse", sample("dsn.eml"), user=NOBODY)
+        self.refuse(self.path("etc/twmta.ini"), 0)
+        self.good("parse", sample("dsn.eml"), user=self.unprivileged())
 
     def test_writes_no_log_file(self):
         self.good("parse", sample("malformed-header.eml"))

@@ -100,6 +100,15 @@ class ToolTest(unittest.TestCase):
     def file(self, name, data):
         return write(self.path(name), data)
 
+    def refuse(self, path, mode):
+        """Takes rights away from everybody, until the end of the case."""
+        os.chmod(path, mode)
+        self.addCleanup(os.chmod, path, 0o700)
+
+    def unprivileged(self):
+        """The user that a child must become for refusals to hold: nobody in the place of root, else the one that runs."""
+        return NOBODY if os.getuid() == 0 else None
+
     def environment(self, **more):
         env = {name: value for name, value in os.environ.items() if name not in ("NO_COLOR", "TERM", "QOB_CONFIG_DIR", "TZ")}
         env.update(TMPDIR=self.tmp, QOB_CONFIG_DIR=self.etc, TERM="xterm", LC_ALL="C.UTF-8")
@@ -167,10 +176,6 @@ class ToolTest(unittest.TestCase):
 
 def has_program(name):
     return shutil.which(name) is not None
-
-
-def can_drop_root():
-    return os.getuid() == 0
 
 
 ESCAPES = re.compile(rb"\x1b\[[0-9;]*[A-Za-z]")
