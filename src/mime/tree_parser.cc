@@ -200,22 +200,10 @@ void TreeParser::StartBody() {
 TreeParser::Step TreeParser::ReadBody() {
   const bool blocks = state_ == State::kBody && (uuencode_possible_ || binhex_possible_);
   if (!blocks && !stack_.waits_for_lines()) return Step::kEndOfFile;
-  switch (cursor_.FindLine(blocks ? kDelimitersAndMarkers : kDelimiters)) {
-    case LineCursor::Status::kError:
-      return Fail(Result::kReadError);
-    case LineCursor::Status::kEnd:
-      return Step::kEndOfFile;
-    case LineCursor::Status::kFound:
-      break;
-  }
-  return BodyLine();
-}
-
-TreeParser::Step TreeParser::BodyLine() {
   std::string_view piece;
-  if (cursor_.Peek(&piece) == LineCursor::Status::kError) return Fail(Result::kReadError);
-  DelimiterStack::Match match;
-  if (IsDelimiterLine(piece, &match)) return Delimiter(match);
+  Step step = Step::kGoOn;
+  if (!OwnLine(cursor_.FindLine(blocks ? kDelimitersAndMarkers : kDelimiters), &piece, &step))
+    return step;
   if (state_ == State::kBody) {
     if (uuencode_possible_ && ascii::StartsWithFold(piece, kUuencodeMarker))
       return StartBlock(State::kUuencode);
@@ -224,6 +212,23 @@ TreeParser::Step TreeParser::BodyLine() {
   }
   cursor_.Consume(piece.size());
   return Step::kGoOn;
+}
+
+// After a search: the line that was found, when it is no delimiter line. Otherwise false, and
+// *step tells how to go on.
+bool TreeParser::OwnLine(LineCursor::Status found, std::string_view* piece, Step* step) {
+  if (found == LineCursor::Status::kEnd) {
+    *step = Step::kEndOfFile;
+    return false;
+  }
+  if (found == LineCursor::Status::kError || cursor_.Peek(piece) == LineCursor::Status::kError) {
+    *step = Fail(Result::kReadError);
+    return false;
+  }
+  DelimiterStack::Match match;
+  if (!IsDelimiterLine(*piece, &match)) return true;
+  *step = Delimiter(match);
+  return false;
 }
 
 // ---- embedded blocks ----
@@ -237,18 +242,9 @@ TreeParser::Step TreeParser::StartBlock(State state) {
 }
 
 TreeParser::Step TreeParser::ReadUuencode() {
-  switch (cursor_.FindLine(kDelimitersAndUuencodeEnd)) {
-    case LineCursor::Status::kError:
-      return Fail(Result::kReadError);
-    case LineCursor::Status::kEnd:
-      return Step::kEndOfFile;
-    case LineCursor::Status::kFound:
-      break;
-  }
   std::string_view piece;
-  if (cursor_.Peek(&piece) == LineCursor::Status::kError) return Fail(Result::kReadError);
-  DelimiterStack::Match match;
-  if (IsDelimiterLine(piece, &match)) return Delimiter(match);
+  Step step = Step::kGoOn;
+  if (!OwnLine(cursor_.FindLine(kDelimitersAndUuencodeEnd), &piece, &step)) return step;
   const bool ends = ascii::EqualFold(piece, "end\r\n") ||
                     (cursor_.IsLastPiece(piece) &&
                      (ascii::EqualFold(piece, "end") || ascii::EqualFold(piece, "end\n")));
@@ -258,18 +254,9 @@ TreeParser::Step TreeParser::ReadUuencode() {
 }
 
 TreeParser::Step TreeParser::ReadBinHex() {
-  switch (cursor_.FindLine(kDelimitersAndData)) {
-    case LineCursor::Status::kError:
-      return Fail(Result::kReadError);
-    case LineCursor::Status::kEnd:
-      return Step::kEndOfFile;
-    case LineCursor::Status::kFound:
-      break;
-  }
   std::string_view piece;
-  if (cursor_.Peek(&piece) == LineCursor::Status::kError) return Fail(Result::kReadError);
-  DelimiterStack::Match match;
-  if (IsDelimiterLine(piece, &match)) return Delimiter(match);
+  Step step = Step::kGoOn;
+  if (!OwnLine(cursor_.FindLine(kDelimitersAndData), &piece, &step)) return step;
   if (piece[0] == ':') {
     cursor_.Consume(1);
     state_ = State::kBinHexData;
@@ -281,23 +268,15 @@ TreeParser::Step TreeParser::ReadBinHex() {
 
 TreeParser::Step TreeParser::ReadBinHexData() {
   bool colon = false;
-  switch (cursor_.FindColonOrHyphen(&colon)) {
-    case LineCursor::Status::kError:
-      return Fail(Result::kReadError);
-    case LineCursor::Status::kEnd:
-      return Step::kEndOfFile;
-    case LineCursor::Status::kFound:
-      break;
-  }
-  if (colon) {
+  const LineCursor::Status found = cursor_.FindColonOrHyphen(&colon);
+  if (found == LineCursor::Status::kFound && colon) {
     if (!cursor_.SkipLine()) return Fail(Result::kReadError);
     ConfirmBlock();
     return Step::kGoOn;
   }
   std::string_view piece;
-  if (cursor_.Peek(&piece) == LineCursor::Status::kError) return Fail(Result::kReadError);
-  DelimiterStack::Match match;
-  if (IsDelimiterLine(piece, &match)) return Delimiter(match);
+  Step step = Step::kGoOn;
+  if (!OwnLine(found, &piece, &step)) return step;
   cursor_.Consume(1);  // a colon may stand further on in this line
   return Step::kGoOn;
 }

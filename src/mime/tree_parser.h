@@ -3,12 +3,14 @@
 // The parser is a machine over the lines of the file. It keeps one record open (the current part),
 // a stack of open containers, and one of these states:
 //
-//   kHeader    the header block of the current part
-//   kPreamble  behind the header of a multipart, before its first delimiter line; the multipart
-//   itself is current kBody      the body of a leaf kEpilogue  behind a closing delimiter line; the
-//   multipart that ended is current kUuencode  inside a uuencoded block of a text body kBinHex
-//   behind a BinHex marker, before a line that begins with a colon kBinHexData  in BinHex data,
-//   before its closing colon
+//   kHeader      the header block of the current part
+//   kPreamble    behind the header of a multipart, before its first delimiter line; the multipart
+//                itself is current
+//   kBody        the body of a leaf
+//   kEpilogue    behind a closing delimiter line; the multipart that ended is current
+//   kUuencode    inside a uuencoded block of a text body
+//   kBinHex      behind a BinHex marker, before a line that begins with a colon
+//   kBinHexData  in BinHex data, before its closing colon
 //
 // Every line start is tested in this order: delimiter, end of header, envelope line ("#F", "#R"),
 // header field; end of block; start of a block. A part becomes a child of its container when the
@@ -61,7 +63,7 @@ class TreeParser {
   Step EndOfHeader();
   Step StartPreamble();
   Step ReadBody();
-  Step BodyLine();
+  bool OwnLine(LineCursor::Status found, std::string_view* piece, Step* step);
   Step ReadUuencode();
   Step ReadBinHex();
   Step ReadBinHexData();
