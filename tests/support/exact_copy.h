@@ -1,4 +1,5 @@
-// A text in a heap block of exactly its size, so that reading one byte too far is caught by the sanitizers.
+// A text in a heap block of exactly its size, so that reading one byte too far is caught by the
+// sanitizers.
 #pragma once
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +12,8 @@ class ExactCopy {
  public:
   // The bytes alone, without a NUL.
   explicit ExactCopy(std::string_view bytes)
-      : size_(bytes.size()), block_(static_cast<char*>(std::malloc(size_ == 0 ? 1 : size_)), &std::free) {
+      : size_(bytes.size()),
+        block_(static_cast<char*>(std::malloc(size_ == 0 ? 1 : size_)), &std::free) {
     if (!bytes.empty()) std::memcpy(block_.get(), bytes.data(), bytes.size());
   }
   std::string_view view() const { return {block_.get(), size_}; }

@@ -29,8 +29,8 @@ bool MustFail(std::size_t size) {
   state.bytes += size;
   if (state.fail_at == 0 || state.suspended > 0) return false;
   ++state.since_armed;
-  const bool fail = state.from_then_on ? state.since_armed >= state.fail_at
-                                       : state.since_armed == state.fail_at;
+  const bool fail =
+      state.from_then_on ? state.since_armed >= state.fail_at : state.since_armed == state.fail_at;
   if (fail) state.triggered = true;
   if (fail) errno = ENOMEM;
   return fail;
@@ -55,7 +55,8 @@ std::uint64_t AllocatedBytes() { return state.bytes; }
 
 using qob::testing::MustFail;
 
-// Visible, because shared libraries without a version for the C library's names (built with a sanitizer) are wrapped as well.
+// Visible, because shared libraries without a version for the C library's names (built with a
+// sanitizer) are wrapped as well.
 #pragma GCC visibility push(default)
 extern "C" {
 void* __wrap_malloc(std::size_t size) { return MustFail(size) ? nullptr : __real_malloc(size); }

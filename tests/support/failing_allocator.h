@@ -1,5 +1,6 @@
-// Lets the n-th allocation of the calling thread fail, once or from then on: malloc, calloc, realloc and operator new of
-// everything that is linked statically into the test program, operator new of the rest.
+// Lets the n-th allocation of the calling thread fail, once or from then on: malloc, calloc,
+// realloc and operator new of everything that is linked statically into the test program, operator
+// new of the rest.
 #pragma once
 #include <cstdint>
 
@@ -27,8 +28,9 @@ void SuspendFailing(bool suspend);
 std::uint64_t AllocationCount();
 std::uint64_t AllocatedBytes();
 
-// Calls attempt() with allocation 1, 2, 3, ... failing until one call runs through undisturbed; once with each failure alone,
-// once from then on. attempt must leave everything released. check(triggered) runs disarmed after each call.
+// Calls attempt() with allocation 1, 2, 3, ... failing until one call runs through undisturbed;
+// once with each failure alone, once from then on. attempt must leave everything released.
+// check(triggered) runs disarmed after each call.
 template <class Attempt, class Check>
 void FailEachAllocation(Attempt&& attempt, Check&& check, std::uint64_t limit = 100000) {
   for (Failing mode : {Failing::kOnce, Failing::kFromThenOn}) {

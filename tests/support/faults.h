@@ -1,4 +1,5 @@
-// Lets system calls of the platform layer fail: the n-th of a kind, once or from then on. For tests of the static core.
+// Lets system calls of the platform layer fail: the n-th of a kind, once or from then on. For tests
+// of the static core.
 #pragma once
 #include <cerrno>
 #include <cstdint>
@@ -12,8 +13,9 @@
 
 namespace qob::testing {
 
-// While it lives, call number `nth` (from 1) of kind `call` on a path that contains `path_part` fails with `error`.
-// Calls that know only a handle have the path ""; an empty path_part matches everything.
+// While it lives, call number `nth` (from 1) of kind `call` on a path that contains `path_part`
+// fails with `error`. Calls that know only a handle have the path ""; an empty path_part matches
+// everything.
 class FailCalls {
  public:
   FailCalls(os::Call call, std::uint64_t nth, Failing mode, int error = EIO,

@@ -1,5 +1,6 @@
-// A place of its own for a test: configuration directory with "twmta.ini", queue directory, temporary directory, scratch
-// files. Removed at the end. QOB_CONFIG_DIR points at it while it lives.
+// A place of its own for a test: configuration directory with "twmta.ini", queue directory,
+// temporary directory, scratch files. Removed at the end. QOB_CONFIG_DIR points at it while it
+// lives.
 #pragma once
 #include <unistd.h>
 
@@ -45,8 +46,8 @@ class TempSpool {
 
   // Writes "twmta.ini": the directories of this spool, TimeZone=xxx, then `more` (whole sections).
   void SetIni(std::string_view more) const {
-    Write(ini(), "[Gateway]\nTimeZone=xxx\nQueueDirectory=" + queue() + "\nTemporaryDirectory=" + temp() +
-                     "\n[Config]\nInstallDirectory=" + root_ + "\n" + std::string(more));
+    Write(ini(), "[Gateway]\nTimeZone=xxx\nQueueDirectory=" + queue() + "\nTemporaryDirectory=" +
+                     temp() + "\n[Config]\nInstallDirectory=" + root_ + "\n" + std::string(more));
   }
   // Writes "twmta.ini" exactly so.
   void SetWholeIni(std::string_view text) const { Write(ini(), text); }
@@ -76,7 +77,8 @@ class TempSpool {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(temp())) {
       const std::string name = entry.path().filename().string();
-      if (name != "tmpcnt.$$$" && name != "unique.$$$" && name != "twmta.log") names.push_back(name);
+      if (name != "tmpcnt.$$$" && name != "unique.$$$" && name != "twmta.log")
+        names.push_back(name);
     }
     return names;
   }

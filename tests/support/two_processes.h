@@ -38,7 +38,8 @@ std::vector<int> InChildren(int count, Work&& work) {
   return results;
 }
 
-// work() in a child that has given up root. kNotPossible when this process is not root and so cannot (said on stderr).
+// work() in a child that has given up root. kNotPossible when this process is not root and so
+// cannot (said on stderr).
 inline constexpr int kNotPossible = 250;
 template <class Work>
 int WithoutPrivileges(Work&& work) {

@@ -1,4 +1,5 @@
-// ASCII letters, digits and white space for mail bytes: never the process locale, never a sign-extended char.
+// ASCII letters, digits and white space for mail bytes: never the process locale, never a
+// sign-extended char.
 #pragma once
 #include <cstddef>
 #include <string_view>

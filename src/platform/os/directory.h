@@ -19,8 +19,8 @@ Result<std::int64_t> SizeOf(std::string_view path);
 
 // Each gives 0 or the error.
 int RemoveFile(std::string_view path);
-// Atomic; with replace false an existing target is an error and stays. Across file systems the file is copied beside the
-// target first.
+// Atomic; with replace false an existing target is an error and stays. Across file systems the file
+// is copied beside the target first.
 int RenameFile(std::string_view from, std::string_view to, bool replace);
 // The copy appears under its name only when it is complete; mode of the source.
 int CopyFile(std::string_view from, std::string_view to, bool replace);
@@ -32,7 +32,8 @@ int MakeEmptyFile(std::string_view path);
 // The same with those bytes in it: nobody ever sees the file without them.
 int MakeFileWith(std::string_view path, std::string_view bytes);
 
-// Names in `directory` that end in `suffix` (ASCII case ignored), directories included, "." and ".." not; in no order.
+// Names in `directory` that end in `suffix` (ASCII case ignored), directories included, "." and
+// ".." not; in no order.
 Result<std::vector<std::string>> ListNames(std::string_view directory, std::string_view suffix);
 
 }  // namespace qob::os

@@ -1,6 +1,7 @@
 // Files with access and share modes that hold between processes.
 //
-// A share mode is kept with open-file-description locks on two bytes far behind any data (A = 0x7FFFFFFFFFFFFF00, B = A+1):
+// A share mode is kept with open-file-description locks on two bytes far behind any data (A =
+// 0x7FFFFFFFFFFFFF00, B = A+1):
 //
 //   opener                       A           B
 //   read, shares read and write  read lock   -
@@ -8,9 +9,9 @@
 //   write, shares read           read lock   write lock
 //   any write, shares nothing    write lock  -
 //
-// so writers exclude each other, a reader that shares reading only excludes and is excluded by a writer, and an opener that
-// shares nothing excludes everybody, also inside one process. A refused open fails with kSharingViolation and changes
-// nothing on disk. No handle is ever 0, 1 or 2.
+// so writers exclude each other, a reader that shares reading only excludes and is excluded by a
+// writer, and an opener that shares nothing excludes everybody, also inside one process. A refused
+// open fails with kSharingViolation and changes nothing on disk. No handle is ever 0, 1 or 2.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -43,8 +44,9 @@ struct OpenMode {
   bool through_links = true;  // an existing file may be reached through a symbolic link
 };
 
-// path in library form. Directories are refused; special files get no share locks. New files have mode 0600 and are never
-// made through a symbolic link. Combinations that the table above does not show fail with EINVAL.
+// path in library form. Directories are refused; special files get no share locks. New files have
+// mode 0600 and are never made through a symbolic link. Combinations that the table above does not
+// show fail with EINVAL.
 Result<Handle> OpenFile(std::string_view path, const OpenMode& mode);
 // 0 or the error.
 int CloseFile(Handle file);
@@ -54,7 +56,8 @@ Result<std::size_t> ReadFile(Handle file, void* to, std::size_t size);
 Result<std::size_t> WriteFile(Handle file, const void* from, std::size_t size);
 // The same at an offset of the file; its position stays.
 Result<std::size_t> ReadFileAt(Handle file, void* to, std::size_t size, std::int64_t offset);
-Result<std::size_t> WriteFileAt(Handle file, const void* from, std::size_t size, std::int64_t offset);
+Result<std::size_t> WriteFileAt(Handle file, const void* from, std::size_t size,
+                                std::int64_t offset);
 // True when all of `size` bytes were written.
 bool WriteAll(Handle file, const void* from, std::size_t size);
 

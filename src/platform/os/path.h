@@ -1,5 +1,5 @@
-// Paths of the library: composed with a backslash on every system, split at either sign, turned into the system's own
-// form only where a system call is made.
+// Paths of the library: composed with a backslash on every system, split at either sign, turned
+// into the system's own form only where a system call is made.
 #pragma once
 #include <cstddef>
 #include <string>

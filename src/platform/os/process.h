@@ -5,7 +5,8 @@
 
 namespace qob::os {
 
-// An empty value removes the variable. Only at start-up: not safe beside other threads that read the environment.
+// An empty value removes the variable. Only at start-up: not safe beside other threads that read
+// the environment.
 void SetEnvironment(const char* name, const char* value);
 // "" when not set.
 std::string GetEnvironment(const char* name);
@@ -18,8 +19,8 @@ long TimeZoneDifference();
 std::int64_t Now();
 using ClockFunction = std::int64_t (*)();
 void SetClock(ClockFunction clock);
-// The C library's ctime text of that moment in local time, line feed included; `daylight` tells whether daylight saving
-// is in force then.
+// The C library's ctime text of that moment in local time, line feed included; `daylight` tells
+// whether daylight saving is in force then.
 struct LocalText {
   char text[32] = "";
   bool daylight = false;

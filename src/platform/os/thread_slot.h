@@ -1,5 +1,6 @@
-// One value per thread that can be reserved and given back by number of generation: reserving again or giving back makes
-// every thread's value read as empty. The value itself is freed at its thread's end.
+// One value per thread that can be reserved and given back by number of generation: reserving again
+// or giving back makes every thread's value read as empty. The value itself is freed at its
+// thread's end.
 #pragma once
 #include <memory>
 

@@ -5,18 +5,19 @@
 namespace qob::spool {
 
 struct Site {
-  char config_file[16] = "";   // "twmta.ini"
-  char client[32] = "";        // 31 characters of the name given to start-up
+  char config_file[16] = "";  // "twmta.ini"
+  char client[32] = "";       // 31 characters of the name given to start-up
   char queue_dir[260] = "";
   char temp_dir[260] = "";
   char install_dir[260] = "";
-  char log_file[32] = "";      // "twmta.log"
-  bool filled = false;         // start-up has read the directories
+  char log_file[32] = "";  // "twmta.log"
+  bool filled = false;     // start-up has read the directories
 };
 
 // The process's own record; never moves.
 Site& TheSite();
-// Start-up's part: sets configuration and log file name and reads the directories (not the client name).
+// Start-up's part: sets configuration and log file name and reads the directories (not the client
+// name).
 void FillSite(Site& site);
 
 }  // namespace qob::spool
