@@ -6,8 +6,8 @@
 # The only list of packages: quickstart, check and bench/compare call this script.
 set -eu
 
-build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev"
-test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils"
+build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsqlite3-dev"
+test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3"
 bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3"
 
 case "${1-}" in

@@ -1,0 +1,1 @@
+#include <qob3xapi/mesgdb.h>
