@@ -87,6 +87,7 @@ void ComposeMessage(std::string_view key, std::string_view status_text, std::int
 void SetSender(std::string_view directory_name, const SenderFields& sender, MessageRecord* record);
 void ComposeRecipient(std::string_view key, const RecipientFields& recipient,
                       MessageRecord* record);
+// Everything a recipient has but its address.
 void SetRecipient(const RecipientFields& recipient, MessageRecord* record);
 
 inline std::span<std::byte> Bytes(MessageRecord& record) {
