@@ -41,6 +41,8 @@ constexpr KeyRow kKeys[] = {
     {"Debug", "LogLocking", "NO", 256, kSwitch},
     {"Log", "Destination", "file", 32, kWord, "file stderr syslog"},
     {"Log", "Level", "6", 64, kNumber},
+    {"Store", "Durability", "commit", 32, kWord, "commit system"},
+    {"Store", "Group", "", 64, kText},
 };
 
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
