@@ -14,6 +14,7 @@ enum Status : int {
   kOtherIndex = 7,  // next on another index than the place was read by
   kNoPosition = 8,
   kEndOfFile = 9,
+  kBadFileName = 11,
   kNoSuchFile = 12,
   kDiskFull = 18,
   kBufferTooShort = 22,
