@@ -26,8 +26,10 @@ class Gate {
   static Result<std::unique_ptr<Gate>> Open(std::string_view path, std::string_view like);
   virtual ~Gate() = default;
 
-  // 0; kTimedOut; or the error. A holder that died leaves the gate open.
+  // 0; kTimedOut; or the error. A holder that died leaves the gate open. Any other error is final:
+  // the file was removed or cut, and the gate is to be opened anew or done without.
   virtual int Enter(int timeout_ms) = 0;
+  // By the thread that entered. A gate must not end while a thread stands in it.
   virtual void Leave() = 0;
 };
 
