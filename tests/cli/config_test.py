@@ -149,9 +149,10 @@ class CliConfig(ToolTest):
             self.assertIn(part, text)
 
     def test_finds_values_that_are_no_switch_number_or_word(self):
-        rows = self.findings("[Options]\nuseHostname=true\nTabSize=four\n[Debug]\nLogFileIO=YES\n[Log]\nDestination=paper\n")
-        self.assertEqual([line for line, _ in rows], [2, 3, 5, 7])
-        for (_, text), part in zip(rows, ("YES or NO", "a number", "TRUE or FALSE", "file stderr syslog")):
+        rows = self.findings("[Options]\nuseHostname=true\nTabSize=four\n[Debug]\nLogFileIO=YES\n[Log]\nDestination=paper\n"
+                             "[Store]\nDurability=often\n")
+        self.assertEqual([line for line, _ in rows], [2, 3, 5, 7, 9])
+        for (_, text), part in zip(rows, ("YES or NO", "a number", "TRUE or FALSE", "file stderr syslog", "commit system")):
             self.assertIn(part, text)
 
     def test_finds_missing_directories(self):
