@@ -26,6 +26,8 @@ int RenameFile(std::string_view from, std::string_view to, bool replace);
 int CopyFile(std::string_view from, std::string_view to, bool replace);
 // `to` gets the permissions of `from`.
 int CopyMode(std::string_view from, std::string_view to);
+// `to` gets the owner and group of `from`; nothing is asked of the system when it has them already.
+int CopyOwner(std::string_view from, std::string_view to);
 int MakeDirectory(std::string_view path);
 // Made by this call, empty; kExists when anything stands there.
 int MakeEmptyFile(std::string_view path);

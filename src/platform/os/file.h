@@ -65,6 +65,8 @@ enum class From { kStart, kCurrent, kEnd };
 // The new absolute position.
 Result<std::int64_t> SeekFile(Handle file, std::int64_t offset, From from);
 Result<std::int64_t> FileSize(Handle file);
+// 0 or the error. What lies behind that size is gone.
+int CutFile(Handle file, std::int64_t size);
 // 0 or the error. Data and size are on stable storage afterwards.
 int FlushFile(Handle file);
 

@@ -141,6 +141,17 @@ int CopyMode(std::string_view from, std::string_view to) {
                  [&] { return chmod(target.c_str(), status.st_mode & 07777); });
 }
 
+int CopyOwner(std::string_view from, std::string_view to) {
+  const NativeName target(to);
+  struct stat wanted {};
+  struct stat now {};
+  if (const int error = Status(NativeName(from), &wanted); error != 0) return error;
+  if (const int error = Status(target, &now); error != 0) return error;
+  if (now.st_uid == wanted.st_uid && now.st_gid == wanted.st_gid) return 0;
+  return Outcome(Call::kMode, target.view(),
+                 [&] { return lchown(target.c_str(), wanted.st_uid, wanted.st_gid); });
+}
+
 int MakeDirectory(std::string_view path) {
   const NativeName name(path);
   if (name.error() != 0) return name.error();

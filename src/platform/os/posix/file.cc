@@ -295,6 +295,10 @@ Result<std::int64_t> FileSize(Handle file) {
   return {status.st_size, 0};
 }
 
+int CutFile(Handle file, std::int64_t size) {
+  return Outcome(Call::kWrite, {}, [&] { return ftruncate(Descriptor(file), size); });
+}
+
 int FlushFile(Handle file) {
   return Outcome(Call::kFlush, {}, [&] { return fsync(Descriptor(file)); });
 }
