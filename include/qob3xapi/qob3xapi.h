@@ -15,4 +15,5 @@
 #include <qob3xapi/rfc1522.h>
 #include <qob3xapi/dates.h>
 #include <qob3xapi/macfile.h>
+#include <qob3xapi/envelope.h>
 #endif

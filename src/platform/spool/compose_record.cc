@@ -19,8 +19,7 @@ void ComposeMessage(std::string_view key, std::string_view status_text, std::int
   record->lastChangeTime = record->creationTime;
 }
 
-void SetSender(std::string_view directory_name, const SenderFields& sender,
-               MessageRecord* record) {
+void SetSender(std::string_view directory_name, const SenderFields& sender, MessageRecord* record) {
   SetField(record->directoryName, directory_name);
   SetField(record->address, sender.address);
   SetField(record->envelopeId, sender.envelope_id);
