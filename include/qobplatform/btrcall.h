@@ -1,6 +1,16 @@
+/* The record manager: one entry point for files of fixed-length records with indexes, shared by processes.
+ *
+ * A file has one kind of record and up to its number of indexes, numbered from 0. Entries of an index are ordered by key and,
+ * among equal keys, by insertion. A key flagged 0x400 compares without regard to case (ASCII letters). All numbers in the
+ * buffers are little-endian.
+ *
+ * A position block is the caller's: 128 plain bytes without alignment that hold one cursor. A byte copy is an independent
+ * cursor on the same open file, until the file is closed through any of them; from then on, and in a child process after a
+ * fork, the others give 3. */
 #ifndef BTRCALL_H
 #define BTRCALL_H
 #include <stdint.h>
+#include <qobplatform/export.h>
 
 #define B_OPEN 0
 #define B_CLOSE 1
@@ -29,11 +39,31 @@
 extern "C" {
 #endif
 
-/* Returns the status. positionBlock: the caller's 128 bytes. *dataLength: in = buffer size, out = bytes used. keyLength: size of keyBuffer.
-   Create/open: keyBuffer = path text; create: dataBuffer = file description (keyNumber -1 = never replace: status 59).
-   Get position: 4-byte record position into dataBuffer; get direct: the same 4 bytes in at the start of dataBuffer, the record out. */
-int16_t BTRCALL(uint16_t operation, void* positionBlock, void* dataBuffer, uint32_t* dataLength,
-                void* keyBuffer, uint8_t keyLength, int8_t keyNumber);
+/* BTRCALL - does one operation of the record manager.
+ * Shape   keyBuffer: for open and create the path, NUL-terminated, with either separator; for the gets that seek the value,
+ *         which ends at its NUL or with keyLength (an integer key: its bytes). It is never written. keyNumber: the index;
+ *         open: -2 = read only, any other = normal. dataBuffer: the record in or out; create: 16-byte file part (record
+ *         length, page size, number of indexes, 4 unused, flags, 2 unused, preallocated pages) and 16 bytes per key
+ *         (position from 1, length, flags, 4 unused, type, null value, 4 unused); get position: the record's number in 4
+ *         bytes; get direct: the same 4 bytes in at its start, the record out.
+ * Units   *dataLength: in the size of dataBuffer, out the bytes used (left alone by a failure). keyLength: the size of
+ *         keyBuffer, not used for a path.
+ * Owner   nothing is kept; positionBlock, buffers and lengths stay the caller's. The block holds all of a cursor: index, key
+ *         and number of the record, and its version as read.
+ * Result  the status: 0 done; texts from ShowBtrError. 3 closed or no position block; 4 not found; 6 no such index; 7 next on
+ *         another index; 8 no record to act on (none was read, a seek failed, or it was deleted through this block); 9 end;
+ *         11 no path; 12 no such file; 22 buffer shorter than the record; 30 a foreign or damaged file; 41 no such
+ *         operation, a null key or a description of no file; 43 a record number beyond 4 bytes; 46 no permission, or opened
+ *         read only; 59 the file exists, whatever keyNumber says: a create never replaces; 80 the record was changed or
+ *         deleted by somebody else since it was read; 82 the place in a long key is lost; 84 others held the file too long;
+ *         87 too many open; 101 no memory; 2 and 18 of the disk. After a failure the file is as it was.
+ *         Get next gives the first entry behind the block's place, whether the record there still stands or not, and leaves
+ *         the block alone at the end. Insert makes the block stand on the new record, in that index. Update keeps the place
+ *         that get next goes on from. A seek that finds nothing takes the block's place away.
+ * Thread  any; one thread at a time for one block. Files are shared by threads and processes.
+ * Source  the record manager of the mail system's first platform. */
+QOBPLATAPI int16_t BTRCALL(uint16_t operation, void* positionBlock, void* dataBuffer, uint32_t* dataLength,
+                           void* keyBuffer, uint8_t keyLength, int8_t keyNumber);
 
 #ifdef __cplusplus
 }

@@ -7,5 +7,7 @@ namespace qob::btrieve {
 // runs outside all locks, so that it may change the record through another block.
 using BeforeWrite = void (*)();
 void TestBeforeWrite(BeforeWrite hook);
+// The operations' side of it.
+void RunBeforeWrite();
 
 }  // namespace qob::btrieve
