@@ -8,6 +8,8 @@
 #include <qob3xapi/errors.h>
 #include <qob3xapi/lineio.h>
 #include <qob3xapi/util.h>
+#include <qob3xapi/mesgdb.h>
+#include <qob3xapi/envelope.h>
 #include <qob3xapi/address.h>
 #include <qob3xapi/header822.h>
 #include <qob3xapi/mimeparse.h>
@@ -15,5 +17,4 @@
 #include <qob3xapi/rfc1522.h>
 #include <qob3xapi/dates.h>
 #include <qob3xapi/macfile.h>
-#include <qob3xapi/envelope.h>
 #endif

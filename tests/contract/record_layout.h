@@ -117,6 +117,29 @@ AT(UtcDate, zoneOffset, 28);
 AT(UtcDate, flags, 32);
 SIZE(UtcDate, 36);
 
+/* Bytes without alignment, and the record as it stands on disk. */
+SIZE(MesgHandle, 128);
+AT(MesgRecord, key, 0);
+AT(MesgRecord, directoryName, 16);
+AT(MesgRecord, stateText, 32);
+AT(MesgRecord, gap288, 288);
+AT(MesgRecord, address, 292);
+AT(MesgRecord, creationTime, 804);
+AT(MesgRecord, lastChangeTime, 808);
+AT(MesgRecord, retryTime, 812);
+AT(MesgRecord, retryCount, 816);
+AT(MesgRecord, delayNotifyStatus, 820);
+AT(MesgRecord, partNumber, 824);
+AT(MesgRecord, statusText, 828);
+AT(MesgRecord, secondText, 1084);
+AT(MesgRecord, envelopeId, 1596);
+AT(MesgRecord, firstOption, 1696);
+AT(MesgRecord, notifyFlags, 1700);
+AT(MesgRecord, optionText, 1704);
+AT(MesgRecord, secondOption, 2216);
+AT(MesgRecord, reserved2220, 2220);
+SIZE(MesgRecord, 2224);
+
 #undef AT
 #undef SIZE
 #endif
