@@ -29,8 +29,7 @@ int SeparatorRuns(std::string_view path);
 // what messages of that directory carry as its name.
 std::string_view DirectoryName(std::string_view directory);
 // The same of the directory that holds a message: the component before the file name of its queue
-// path; empty when the path has no such component (fewer than two runs of separators, save a path
-// such as "/q/id", whose directory is "q").
+// path; "q" of "/q/id". Empty when the path is divided less than twice: "q/id" and "/id" have none.
 std::string_view HoldingDirectoryName(std::string_view queue_path);
 
 inline constexpr char kMessageFile[] = ".msg";
