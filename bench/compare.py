@@ -14,8 +14,10 @@ import sys
 import tempfile
 import time
 
+import compare_queue
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PROGRAMS = ROOT / "build" / "bench" / "bench"
+PROGRAMS = pathlib.Path(os.environ.get("QOB_BENCH_BUILD") or ROOT / "build" / "bench") / "bench"
 DATA = ROOT / "build" / "bench-data"
 MEMORY_LIMIT = 8 * 1000 * 1000
 
@@ -107,7 +109,7 @@ def main():
     parser = argparse.ArgumentParser(prog="bench/compare", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--rounds", type=int, default=5, help="runs of each side of each row (default 5)")
-    parser.add_argument("--only", help="rows whose name contains this text")
+    parser.add_argument("--only", help="rows whose name contains this text; \"queue\" for all rows of the queue")
     parser.add_argument("--json", action="store_true", help="print one JSON document instead of the table")
     parser.add_argument("--cpu", action="store_true",
                         help="rates by CPU time instead of wall-clock time, for a machine that does other things too; "
@@ -136,7 +138,8 @@ def main():
                             "ratio": ours / peer, "target": target,
                             "met": None if target is None else ours / peer >= target,
                             "ours_all": rates["ours"], "theirs_all": rates["peer"]})
-        memory = None if arguments.no_memory else peak_memory(environment)
+        queue = compare_queue.run(PROGRAMS, DATA, output, arguments.rounds, arguments.cpu, arguments.only)
+        memory = None if arguments.no_memory or arguments.only else peak_memory(environment)
     finally:
         shutil.rmtree(output)
     if not arguments.json:
@@ -144,19 +147,22 @@ def main():
 
     if arguments.json:
         document = {"schema": 1, "rounds": arguments.rounds, "time": "cpu" if arguments.cpu else "wall-clock",
-                    "rows": results}
+                    "rows": results, "queue": queue}
         if memory is not None:
             document["peak_memory"] = {"bytes_over_idle": memory, "limit": MEMORY_LIMIT, "met": memory < MEMORY_LIMIT}
         print(json.dumps(document, indent=1))
         return
-    print(f"{'work':36} {'ours':>14} {'peer':>14}  {'':12} {'ratio':>7} {'target':>7}  met")
-    for r in results:
-        target = "" if r["target"] is None else f"{r['target']:.1f} x"
-        print(f"{r['what']:36} {human(r['ours'], r['unit']):>14} {human(r['theirs'], r['unit']):>14}  {r['peer']:12} "
-              f"{r['ratio']:>5.1f} x {target:>7}  {verdict(r['met'])}")
+    if results:
+        print(f"{'work':36} {'ours':>14} {'peer':>14}  {'':12} {'ratio':>7} {'target':>7}  met")
+        for r in results:
+            target = "" if r["target"] is None else f"{r['target']:.1f} x"
+            print(f"{r['what']:36} {human(r['ours'], r['unit']):>14} {human(r['theirs'], r['unit']):>14}  {r['peer']:12} "
+                  f"{r['ratio']:>5.1f} x {target:>7}  {verdict(r['met'])}")
     if memory is not None:
         print(f"{'peak memory, parsing the big file':36} {memory / 1e6:>11.2f} MB over an idle process, limit "
               f"{MEMORY_LIMIT / 1e6:.0f} MB  {verdict(memory < MEMORY_LIMIT)}")
+    if queue:
+        compare_queue.show(queue)
 
 
 if __name__ == "__main__":
