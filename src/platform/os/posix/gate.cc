@@ -10,6 +10,11 @@
 // none. The file's blocks are written before it is mapped: a full disk shows as an error here, not
 // as a signal later.
 //
+// A waiter who is woken needs a moment to run, and the outer mutex is free for that long: on a busy
+// machine the one who woke him would come back, find it free and go in again, time after time. So
+// whoever was inside last looks whether anybody waits, and leaves him that moment. The count of
+// waiters is a hint: one killed while he waits is counted until the pause ends in vain.
+//
 // A waiter's clock is the monotonic one: setting the time neither lengthens nor ends a wait.
 #include "platform/os/gate.h"
 
@@ -49,6 +54,8 @@ constexpr std::size_t kFileBytes = 4096;
 constexpr int kRounds = 2500;  // of kPollMs, for others who make the file anew
 constexpr int kPollMs = 2;
 constexpr int kFirstDescriptor = 3;
+constexpr int kPauses = 100;
+constexpr long kPauseNs = 100 * 1000;
 
 struct Header {
   char magic[8];
@@ -61,7 +68,10 @@ struct Layout {
   alignas(64) Header header;
   alignas(64) pthread_mutex_t outer;
   alignas(64) pthread_mutex_t inner;
+  alignas(64) std::atomic<std::int32_t> waiting;  // for the outer one
+  std::atomic<std::uint32_t> last;                // the thread that was inside
 };
+static_assert(std::atomic<std::int32_t>::is_always_lock_free);
 static_assert(offsetof(Layout, outer) == 64 && sizeof(Layout) <= kFileBytes);
 
 Header ExpectedHeader(const std::string& boot_id) {
@@ -100,6 +110,13 @@ int LockUntil(pthread_mutex_t* mutex, const timespec& until) {
   return result == EOWNERDEAD ? pthread_mutex_consistent(mutex) : result;
 }
 
+// Never below nothing: the count may have been cleared meanwhile.
+void CountDown(std::atomic<std::int32_t>* count) {
+  std::int32_t seen = count->load(std::memory_order_relaxed);
+  while (seen > 0 && !count->compare_exchange_weak(seen, seen - 1, std::memory_order_relaxed)) {
+  }
+}
+
 timespec After(int timeout_ms) {
   timespec until{};
   clock_gettime(CLOCK_MONOTONIC, &until);
@@ -132,6 +149,8 @@ class MappedGate final : public Gate {
   int TakePermissions();
   int SetLock(short type);
   int Map();
+  void LetOthersGo();
+  int EnterOuter(const timespec& until);
   // 0 or the error; ESTALE when the file was removed or cut.
   int Standing();
   bool IsWhole();
@@ -222,7 +241,7 @@ int MappedGate::Make(const Header& expected) {
   Header unnamed = expected;
   std::memset(unnamed.magic, 0, sizeof unnamed.magic);
   layout_->header = unnamed;
-  __atomic_thread_fence(__ATOMIC_RELEASE);
+  std::atomic_signal_fence(std::memory_order_release);
   std::memcpy(layout_->header.magic, expected.magic, sizeof expected.magic);
   return 0;
 }
@@ -298,16 +317,40 @@ int MappedGate::Open() {
   return EBUSY;
 }
 
+void MappedGate::LetOthersGo() {
+  const std::uint32_t self = ThreadId();
+  for (int pause = 0; pause < kPauses; ++pause) {
+    if (layout_->waiting.load(std::memory_order_relaxed) <= 0 ||
+        layout_->last.load(std::memory_order_relaxed) != self) {
+      return;
+    }
+    const timespec moment{0, kPauseNs};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &moment, nullptr);
+    if (!IsWhole()) return;
+  }
+  layout_->waiting.store(0, std::memory_order_relaxed);
+}
+
+int MappedGate::EnterOuter(const timespec& until) {
+  LetOthersGo();
+  if (!IsWhole()) return ESTALE;
+  layout_->waiting.fetch_add(1, std::memory_order_relaxed);
+  const int error = LockUntil(&layout_->outer, until);
+  if (!IsWhole()) return ESTALE;
+  CountDown(&layout_->waiting);
+  return error;
+}
+
 int MappedGate::Enter(int timeout_ms) {
   if (const int fault = Fault(Call::kLock, name_.view()); fault != 0) return fault;
   if (const int error = Standing(); error != 0) return error;
   if (!IsWhole()) return ESTALE;
   const timespec until = After(timeout_ms);
-  int error = LockUntil(&layout_->outer, until);
+  int error = EnterOuter(until);
   if (error != 0) return error;
-  if (!IsWhole()) return ESTALE;
   error = LockUntil(&layout_->inner, until);
   if (!IsWhole()) return ESTALE;
+  if (error == 0) layout_->last.store(ThreadId(), std::memory_order_relaxed);
   pthread_mutex_unlock(&layout_->outer);
   return error;
 }
