@@ -31,7 +31,9 @@ int CopyOwner(std::string_view from, std::string_view to);
 int MakeDirectory(std::string_view path);
 // Made by this call, empty; kExists when anything stands there.
 int MakeEmptyFile(std::string_view path);
-// The same with those bytes in it: nobody ever sees the file without them.
+// The same with those bytes in it: nobody ever sees the file without them, also behind a power cut.
+// It is on stable storage afterwards. An error of the last step, flushing the directory, leaves it
+// standing.
 int MakeFileWith(std::string_view path, std::string_view bytes);
 
 // Names in `directory` that end in `suffix` (ASCII case ignored), directories included, "." and

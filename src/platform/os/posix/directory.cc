@@ -175,8 +175,13 @@ int MakeFileWith(std::string_view path, std::string_view bytes) {
   NewFile file;
   int error = file.CreateBeside(name.view());
   if (error == 0) error = file.Write(bytes);
+  if (error == 0) error = file.Flush();
   if (error == 0) error = file.Close();
+  // Under its first name before it gets the other one: a directory that can lose the new name
+  // cannot lose the bytes.
+  if (error == 0) error = FlushDirectoryOf(name.view());
   if (error == 0) error = file.BecomeNew(name);
+  if (error == 0) error = FlushDirectoryOf(name.view());
   return error;
 }
 
