@@ -10,6 +10,7 @@
 #include <qob3xapi/util.h>
 #include <qob3xapi/mesgdb.h>
 #include <qob3xapi/envelope.h>
+#include <qob3xapi/queueid.h>
 #include <qob3xapi/address.h>
 #include <qob3xapi/header822.h>
 #include <qob3xapi/mimeparse.h>

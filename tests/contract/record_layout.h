@@ -140,6 +140,11 @@ AT(MesgRecord, secondOption, 2216);
 AT(MesgRecord, reserved2220, 2220);
 SIZE(MesgRecord, 2224);
 
+AT(QueueScanFilter, minimumSize, 0);
+AT(QueueScanFilter, maximumSize, 4);
+AT(QueueScanFilter, takeAll, 8);
+SIZE(QueueScanFilter, 12);
+
 #undef AT
 #undef SIZE
 #endif
