@@ -9,11 +9,13 @@ constexpr FamilyRow kFamilies[] = {
     {"word", "make and read encoded words"},
     {"binhex", "write and read BinHex 4.0 files"},
     {"config", "show, change and check the configuration of the site"},
+    {"queue", "show, steer and check the messages that wait"},
 };
 
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
-  for (const auto part : {MailCommands(), TextCommands(), CodecCommands(), ConfigCommands()}) {
+  for (const auto part : {MailCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
+                          QueueCommands(), QueueActCommands()}) {
     all.insert(all.end(), part.begin(), part.end());
   }
   return all;

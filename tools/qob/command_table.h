@@ -48,10 +48,12 @@ std::span<const CommandRow> Commands();
 const CommandRow* FindCommand(std::string_view name);
 
 // The parts of the table, by family.
-std::span<const CommandRow> MailCommands();    // parse, extract, header
-std::span<const CommandRow> TextCommands();    // address, date, word
-std::span<const CommandRow> CodecCommands();   // binhex, uudecode
-std::span<const CommandRow> ConfigCommands();  // config
+std::span<const CommandRow> MailCommands();      // parse, extract, header
+std::span<const CommandRow> TextCommands();      // address, date, word
+std::span<const CommandRow> CodecCommands();     // binhex, uudecode
+std::span<const CommandRow> ConfigCommands();    // config
+std::span<const CommandRow> QueueCommands();     // queue: those that look
+std::span<const CommandRow> QueueActCommands();  // queue: those that change
 
 // The families that have members, with a line about each.
 struct FamilyRow {
