@@ -22,6 +22,14 @@ ExitCode RunConfigShow(const Arguments& arguments);
 ExitCode RunConfigGet(const Arguments& arguments);
 ExitCode RunConfigSet(const Arguments& arguments);
 ExitCode RunConfigCheck(const Arguments& arguments);
+ExitCode RunQueueRetry(const Arguments& arguments);
+ExitCode RunQueueHold(const Arguments& arguments);
+ExitCode RunQueueRelease(const Arguments& arguments);
+ExitCode RunQueueRemove(const Arguments& arguments);
+ExitCode RunQueueMove(const Arguments& arguments);
+ExitCode RunQueueLock(const Arguments& arguments);
+ExitCode RunQueueUnlock(const Arguments& arguments);
+ExitCode RunQueueCheck(const Arguments& arguments);
 
 }  // namespace cli
 

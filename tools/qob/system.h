@@ -121,6 +121,17 @@ int WriteMessage(std::string_view bytes);
 bool IsTerminal(int descriptor);
 std::int64_t Milliseconds();
 
+// ---- work that must not be cut short ----
+
+// From now on a request to end (interrupt, hang-up, termination) is only noted: the work ends at the
+// next place where nothing is half done.
+void DelaySignals();
+bool EndAsked();
+// Ends the process as that request would have; returns when there was none.
+void EndIfAsked();
+// Who runs this: the user's name, with the one that became it in brackets.
+std::string UserName();
+
 // ---- character sets ----
 
 // text in the named charset as UTF-8, bytes that are wrong in it as U+FFFD; nothing when the system

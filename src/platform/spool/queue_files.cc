@@ -238,6 +238,8 @@ std::string OwnerName(const os::FileStatus& file) { return os::OwnerName(file.ow
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 std::int64_t Now() { return os::Now(); }
 
+int RemoveQueueFile(std::string_view path) { return os::RemoveFile(path); }
+
 int MoveQueueFile(std::string_view from_directory, std::string_view to_directory,
                   std::string_view name) {
   const int error = os::RenameFile(Joined(from_directory, name), Joined(to_directory, name), false);

@@ -60,6 +60,8 @@ std::string ErrorText(int error);
 // Seconds since 1970.
 std::int64_t Now();
 
+// 0 or the error.
+int RemoveQueueFile(std::string_view path);
 // Moves a file of a message from one queue directory to another and flushes both. Never replaces:
 // what stands there already is an error. 0 or the error.
 int MoveQueueFile(std::string_view from_directory, std::string_view to_directory,
