@@ -100,11 +100,12 @@ Failure StoreFailure(const std::string& what, Status status) {
   return {ExitCode::kIo, text + "check the disk and the queue's directory"};
 }
 
-OpenQueue::OpenQueue(const Arguments& arguments, Access access) : access_(access) {
+OpenQueue::OpenQueue(const Arguments& arguments, Access access, std::vector<Status>* statuses)
+    : access_(access) {
   if (access_ == Access::kRead) LibraryLog::Get().Start(arguments.Has("--verbose"));
   StartLibrary();
   try {
-    OpenPlaces(Directories(arguments));
+    OpenPlaces(Directories(arguments), statuses);
   } catch (...) {
     TerminateQOBDll();
     if (access_ == Access::kRead) LibraryLog::Get().Stop();
@@ -118,7 +119,8 @@ OpenQueue::~OpenQueue() {
   if (access_ == Access::kRead) LibraryLog::Get().Stop();
 }
 
-void OpenQueue::OpenPlaces(const std::vector<std::string>& directories) {
+void OpenQueue::OpenPlaces(const std::vector<std::string>& directories,
+                           std::vector<Status>* statuses) {
   qob::store::OpenOptions options;
   if (access_ == Access::kChange) options = qob::spool::StoreOpenOptions();
   options.read_only = access_ == Access::kRead;
@@ -129,12 +131,15 @@ void OpenQueue::OpenPlaces(const std::vector<std::string>& directories) {
     if (std::any_of(places_.begin(), places_.end(), same)) continue;
     const std::string path = place.path + "/" + qob::spool::kDatabaseName;
     const Status status = RecordFile::Open(path, options, &place.database);
-    if (status != qob::store::kOk && status != qob::store::kNoSuchFile)
+    if (statuses != nullptr) {
+      statuses->push_back(status);
+    } else if (status != qob::store::kOk && status != qob::store::kNoSuchFile) {
       throw StoreFailure(path, status);
+    }
     any = any || status == qob::store::kOk;
     places_.push_back(std::move(place));
   }
-  if (!any) {
+  if (!any && statuses == nullptr) {
     throw Failure(ExitCode::kNoInput, places_.front().path + ": no message database (" +
                                           qob::spool::kDatabaseName +
                                           ") there: no message was ever queued in it, or it is "

@@ -33,7 +33,9 @@ class OpenQueue {
  public:
   // Starts the library without the message queue and opens every database. Throws Failure when a
   // directory is missing, a database is damaged or foreign, or none has a database.
-  OpenQueue(const Arguments& arguments, Access access);
+  // With `statuses`, what was met at each database is put there instead, one for each place.
+  OpenQueue(const Arguments& arguments, Access access,
+            std::vector<qob::store::Status>* statuses = nullptr);
   OpenQueue(const OpenQueue&) = delete;
   OpenQueue& operator=(const OpenQueue&) = delete;
   ~OpenQueue();
@@ -47,7 +49,8 @@ class OpenQueue {
   std::string PathOf(const Message& message) const;
 
  private:
-  void OpenPlaces(const std::vector<std::string>& directories);
+  void OpenPlaces(const std::vector<std::string>& directories,
+                  std::vector<qob::store::Status>* statuses);
 
   Access access_;
   std::vector<Place> places_;
