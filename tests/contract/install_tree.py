@@ -47,6 +47,13 @@ def check_libraries(a, prefix):
     assert dynamic(platform, "SONAME") == ["libqobplatform.so.1"], dynamic(platform, "SONAME")
     assert "libqobplatform.so.1" in dynamic(api, "NEEDED")
     assert "libqob3xapi.so.1" not in dynamic(platform, "NEEDED")
+    # The record engine is the platform library's own affair: nobody who builds against the tree needs to have it.
+    assert "libsqlite3.so.0" in dynamic(platform, "NEEDED"), dynamic(platform, "NEEDED")
+    assert not [n for n in dynamic(api, "NEEDED") if "sqlite" in n], dynamic(api, "NEEDED")
+    for file in tree(prefix):
+        if file.endswith((".h", ".pc", ".cmake")):
+            with open(os.path.join(prefix, file), encoding="utf-8") as f:
+                assert "sqlite" not in f.read().lower(), file
 
 
 def c_consumer(a, prefix, work, flags, environment):

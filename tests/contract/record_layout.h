@@ -103,6 +103,18 @@ SIZE(MimeBodyPart, 120);
 AT(MimeMessagePool, parts, 0);
 AT(MimeMessagePool, count, 8);
 SIZE(MimeMessagePool, 16);
+
+AT(EnvFrom, address, 0);
+AT(EnvFrom, envelopeId, 8);
+AT(EnvFrom, firstOption, 16);
+AT(EnvFrom, secondOption, 20);
+AT(EnvFrom, optionText, 24);
+SIZE(EnvFrom, 32);
+AT(EnvRecip, address, 0);
+AT(EnvRecip, secondText, 8);
+AT(EnvRecip, notifyFlags, 16);
+AT(EnvRecip, thirdText, 24);
+SIZE(EnvRecip, 32);
 #endif
 
 /* The same on every system: nine 32-bit numbers. */
