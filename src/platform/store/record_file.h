@@ -7,9 +7,9 @@
 // changes with each update. A failed call has changed nothing.
 //
 // One process has one connection to a file, however often it opens it. All calls may come from any
-// thread; they take turns. Each reading call sees the file as it is at that moment and keeps nothing
-// open. After a fork the child's objects give kNotOpen for ever, hold nothing and close nothing; it
-// may open the file anew.
+// thread; they take turns. Each reading call sees the file as it is at that moment and keeps
+// nothing open. After a fork the child's objects give kNotOpen for ever, hold nothing and close
+// nothing; it may open the file anew.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -56,8 +56,8 @@ struct Mark {
 
 class RecordFile {
  public:
-  // The file appears whole under its name or not at all. kFileExists leaves what stands there alone.
-  // A log without its file is moved to "corrupt" beside it first.
+  // The file appears whole under its name or not at all. kFileExists leaves what stands there
+  // alone. A log without its file is moved to "corrupt" beside it first.
   static Status Create(std::string_view path, const FileDescription& description,
                        const CreateOptions& options);
   // kNoSuchFile, kNotOurFile and kNoPermission leave the disk as it is.
@@ -71,8 +71,8 @@ class RecordFile {
   virtual const FileDescription& description() const = 0;
   virtual bool read_only() const = 0;
 
-  // `key` is an index key (IndexKey); not used by Seek::kFirst. kNotFound for kEqual, kEndOfFile for
-  // the others when there is none.
+  // `key` is an index key (IndexKey); not used by Seek::kFirst. kNotFound for kEqual, kEndOfFile
+  // for the others when there is none.
   virtual Status Find(int index, Seek seek, std::string_view key, Entry* entry,
                       std::span<std::byte> record) = 0;
   // The first entry behind (key, number) whether that one still stands or not; kEndOfFile.
@@ -112,7 +112,8 @@ class RecordFile {
   virtual Status RemoveNote(std::uint32_t id) = 0;                   // kNotFound
 
   // The whole file is read and compared with itself: pages, indexes, every record's checksum and
-  // keys. problem: "" or what is wrong first. A long work: progress is told per record, false stops.
+  // keys. problem: "" or what is wrong first. A long work: progress is told per record, false
+  // stops.
   virtual Status Check(std::string* problem,
                        const std::function<bool(std::int64_t done)>& progress) = 0;
   // Moves what the log holds into the file. For tests and tools; the engine does so by itself.
@@ -143,6 +144,7 @@ class Transaction {
   Status begun() const { return begun_; }
   // After a failure the outcome of the commit itself is unknown until the file is read again.
   Status Commit() {
+    if (!open()) return begun_ == kOk ? kNotAllowed : begun_;
     const Status status = file_.Commit();
     ended_ = true;
     return status;
@@ -160,8 +162,8 @@ void SetWaitMs(int milliseconds);
 // Pages in the log at which it is moved into the file; for tests, kLogLimitPages otherwise.
 inline constexpr int kLogLimitPages = 1000;
 void SetLogLimitPages(int pages);
-// The SQLite file layer that ours stands on, by its registered name; null = the system's. For tests,
-// before the first file is opened.
+// The SQLite file layer that ours stands on, by its registered name; null = the system's. For
+// tests, before the first file is opened.
 void SetBaseLayer(const char* name);
 // The longest checkpoint of this process so far, in microseconds; for measurements.
 std::int64_t LongestCheckpointUs();

@@ -1,0 +1,209 @@
+// How a connection begins: SQLite told to trust nothing it reads, and the file compared with what
+// its description demands.
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "platform/os/file_identity.h"
+#include "platform/os/path.h"
+#include "platform/os/process.h"
+#include "platform/store/connection.h"
+#include "platform/store/file_layer.h"
+#include "platform/store/schema.h"
+#include "platform/store/settings.h"
+#include "platform/store/sqlite_status.h"
+#include "platform/store/statement.h"
+
+namespace qob::store {
+namespace {
+
+// In KiB. Larger ones gain nothing measurable: the system keeps the file's pages too.
+constexpr int kCacheKib = 8192;
+constexpr int kLogFrameBytes = 4096 + 24;
+
+// No path that SQLite could take for a name of another kind (":memory:", "file:").
+std::string PlainPath(const std::string& path) {
+  std::string native = os::NativePath(path);
+  if (native.empty() || native.front() != '/') native.insert(0, "./");
+  return native;
+}
+
+}  // namespace
+
+Status Connection::Open(const std::string& path, const OpenOptions& options,
+                        std::uint64_t generation, std::unique_ptr<Connection>* connection) {
+  std::unique_ptr<Connection> made(new Connection);
+  made->process_ = os::ProcessId();
+  made->path_ = path;
+  made->read_only_ = options.read_only;
+  made->patience_ = Patience(WaitMs());
+  Status status = made->OpenDatabase(generation);
+  if (status == kOk) status = made->Configure(options);
+  if (status == kOk) status = made->ReadSchema();
+  if (status != kOk) return status;
+  made->statements_.resize(static_cast<std::size_t>(
+      kFixedStatements + made->description_.index_count * kStatementsPerIndex));
+  if (!options.read_only) made->OpenGate();
+  *connection = std::move(made);
+  return kOk;
+}
+
+Status Connection::OpenDatabase(std::uint64_t generation) {
+  const char* const layer = LayerName();
+  if (layer == nullptr) return kNoMemory;
+  const int access = read_only_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+  const ApartFromParent apart(generation);
+  const int rc = sqlite3_open_v2(PlainPath(path_).c_str(), &db_,
+                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, layer);
+  if (db_ == nullptr) return kNoMemory;
+  if (rc != SQLITE_OK) return StatusOfResult(db_, rc);
+  // SQLite opens for reading what it may not write.
+  return !read_only_ && sqlite3_db_readonly(db_, "main") != 0 ? kNoPermission : kOk;
+}
+
+Status Connection::Configure(const OpenOptions& options) {
+  for (const int option : {SQLITE_DBCONFIG_DEFENSIVE, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE}) {
+    sqlite3_db_config(db_, option, 1, nullptr);
+  }
+  for (const int option : {SQLITE_DBCONFIG_TRUSTED_SCHEMA, SQLITE_DBCONFIG_ENABLE_TRIGGER,
+                           SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION}) {
+    sqlite3_db_config(db_, option, 0, nullptr);
+  }
+  sqlite3_limit(db_, SQLITE_LIMIT_ATTACHED, 0);
+  sqlite3_busy_handler(db_, OnBusy, this);
+  sqlite3_wal_hook(db_, OnCommit, this);
+  int keep = 1;
+  sqlite3_file_control(db_, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+  const std::int64_t log_bytes = std::int64_t{LogLimitPages()} * kLogFrameBytes;
+  const std::string settings =
+      "PRAGMA cell_size_check=ON;PRAGMA temp_store=MEMORY;PRAGMA secure_delete=FAST;"
+      "PRAGMA cache_size=-" +
+      std::to_string(kCacheKib) + ";PRAGMA journal_size_limit=" + std::to_string(log_bytes);
+  const Status status = Execute(settings.c_str());
+  return status == kOk ? Strengthen(options.durability) : status;
+}
+
+Status Connection::Strengthen(Durability durability) {
+  const bool full = durability == Durability::kCommit || durability_ == Durability::kCommit;
+  if (full && durability_ == Durability::kCommit) return kOk;
+  const Status status = Execute(full ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+  if (status == kOk) durability_ = full ? Durability::kCommit : Durability::kSystem;
+  return status;
+}
+
+Status Connection::Execute(const char* sql) {
+  return Note(sqlite3_exec(db_, sql, nullptr, nullptr, nullptr), false);
+}
+
+// Nothing but sqlite_schema is asked before it is known to hold what it must: a view or trigger of
+// somebody else's making could stand under any name.
+Status Connection::ReadSchema() {
+  std::vector<SchemaObject> found;
+  Statement schema(*this, "SELECT type,name,tbl_name,coalesce(sql,'') FROM sqlite_schema");
+  constexpr std::size_t kMostObjects = 1000;
+  while (schema.Step() && found.size() < kMostObjects) {
+    const auto text = [&](int column) { return std::string(schema.Bytes(column)); };
+    found.push_back({text(0), text(1), text(2), text(3)});
+  }
+  if (schema.status() != kOk) return schema.status();
+  const SchemaObject file{"table", "file", "file", kFileTable};
+  if (std::find(found.begin(), found.end(), file) == found.end()) return kNotOurFile;
+  Status status = ReadOwnDescription();
+  if (status != kOk) return status;
+  std::vector<SchemaObject> demanded = DemandedSchema(description_);
+  demanded.push_back(
+      {"table", "sqlite_sequence", "sqlite_sequence", "CREATE TABLE sqlite_sequence(name,seq)"});
+  std::sort(found.begin(), found.end());
+  std::sort(demanded.begin(), demanded.end());
+  return found == demanded ? ReadHeaderNumbers() : kNotOurFile;
+}
+
+Status Connection::ReadOwnDescription() {
+  Statement file(*this, "SELECT description FROM file");
+  if (!file.Step()) return file.status() == kOk ? kNotOurFile : file.status();
+  const std::string_view bytes = file.Bytes(0);
+  const Status status =
+      ReadDescription(std::as_bytes(std::span(bytes.data(), bytes.size())), &description_);
+  if (status != kOk || file.Step()) return kNotOurFile;
+  return file.status();
+}
+
+// The log may hold a newer first page than the one that was looked at.
+Status Connection::ReadHeaderNumbers() {
+  const struct {
+    const char* sql;
+    std::int64_t value;
+  } numbers[] = {{"PRAGMA application_id", kApplicationId},
+                 {"PRAGMA user_version", kFormatVersion},
+                 {"PRAGMA page_size", kPageBytes}};
+  for (const auto& number : numbers) {
+    Statement statement(*this, number.sql);
+    if (!statement.Step()) return statement.status() == kOk ? kNotOurFile : statement.status();
+    if (statement.Number(0) != number.value) return kNotOurFile;
+  }
+  return kOk;
+}
+
+bool Connection::IsUnderItsName() {
+  int moved = 0;
+  return sqlite3_file_control(db_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK ||
+         moved == 0;
+}
+
+int Connection::Prepare(int slot, sqlite3_stmt** statement) {
+  sqlite3_stmt*& kept = statements_[static_cast<std::size_t>(slot)];
+  int rc = SQLITE_OK;
+  if (kept == nullptr) {
+    const std::string sql = SqlOf(slot);
+    rc = sqlite3_prepare_v3(db_, sql.c_str(), static_cast<int>(sql.size()),
+                            SQLITE_PREPARE_PERSISTENT, &kept, nullptr);
+  }
+  *statement = kept;
+  return rc;
+}
+
+std::string Connection::SqlOf(int slot) const {
+  switch (slot) {
+    case kBegin:
+      return "BEGIN IMMEDIATE";
+    case kEnd:
+      return "COMMIT";
+    case kUndo:
+      return "ROLLBACK";
+    case kLastNumber:
+      return "SELECT seq FROM sqlite_sequence WHERE name='records'";
+    case kInsert:
+      return InsertSql(description_);
+    case kUpdateBody:
+      return UpdateBodySql(description_);
+    case kUpdateAll:
+      return UpdateAllSql(description_);
+    case kDelete:
+      return "DELETE FROM records WHERE number=?1 AND version=?2";
+    case kCountAll:
+      return "SELECT count(*) FROM records";
+    case kAddMark:
+      return "INSERT INTO marks(name,id) VALUES(?1,?2)";
+    case kRemoveMark:
+      return "DELETE FROM marks WHERE id=?2 AND name=?1";
+    case kNextMark:
+      return "SELECT seq,id FROM marks INDEXED BY marks_name WHERE name=?1 AND seq>?2 "
+             "ORDER BY seq LIMIT 1";
+    case kHasMark:
+      return "SELECT 1 FROM marks INDEXED BY marks_id WHERE id=?1 LIMIT 1";
+    case kPutNote:
+      return "INSERT OR REPLACE INTO notes(id,bytes) VALUES(?1,?2)";
+    case kGetNote:
+      return "SELECT bytes FROM notes WHERE id=?1";
+    case kRemoveNote:
+      return "DELETE FROM notes WHERE id=?1";
+    default:
+      break;
+  }
+  const int index = (slot - kFixedStatements) / kStatementsPerIndex;
+  const int kind = (slot - kFixedStatements) % kStatementsPerIndex;
+  if (kind == kNextOffset) return NextSql(index);
+  return kind == kReadOffset ? ReadSql(index) : FindSql(index, kind);
+}
+
+}  // namespace qob::store

@@ -1,0 +1,193 @@
+// A file is made under another name, whole and on stable storage, and then given its own: nobody
+// ever finds it without its tables.
+#include <cerrno>
+#include <memory>
+#include <new>
+#include <string>
+
+#include <sqlite3.h>
+
+#include "platform/os/directory.h"
+#include "platform/os/directory_lock.h"
+#include "platform/os/file_identity.h"
+#include "platform/os/file_status.h"
+#include "platform/os/path.h"
+#include "platform/store/file_layer.h"
+#include "platform/store/record_file.h"
+#include "platform/store/registry.h"
+#include "platform/store/schema.h"
+#include "platform/store/settings.h"
+#include "platform/store/sqlite_status.h"
+
+namespace qob::store {
+namespace {
+
+constexpr char kNewSuffix[] = "-new";
+constexpr char kCorruptDirectory[] = "corrupt";
+constexpr int kMostOldLogs = 10000;
+
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t at = os::LastSeparator(path);
+  if (at == std::string::npos) return ".";
+  return at == 0 ? path.substr(0, 1) : path.substr(0, at);
+}
+
+std::string Native(const std::string& path) {
+  const std::string native = os::NativePath(path);
+  return native.front() == '/' ? native : "./" + native;
+}
+
+struct CloseDatabase {
+  void operator()(sqlite3* db) const { sqlite3_close(db); }
+};
+using Database = std::unique_ptr<sqlite3, CloseDatabase>;
+
+Status Execute(sqlite3* db, const std::string& sql) {
+  return StatusOfResult(db, sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr));
+}
+
+std::string TablesSql(const FileDescription& description) {
+  std::string sql = "PRAGMA application_id=" + std::to_string(kApplicationId) +
+                    ";PRAGMA user_version=" + std::to_string(kFormatVersion) + ";";
+  for (const SchemaObject& object : DemandedSchema(description)) sql += object.sql + ";";
+  return sql;
+}
+
+Status InsertDescription(sqlite3* db, const FileDescription& description) {
+  const std::string bytes = WriteDescription(description);
+  sqlite3_stmt* statement = nullptr;
+  int rc =
+      sqlite3_prepare_v2(db, "INSERT INTO file VALUES(?1,randomblob(16))", -1, &statement, nullptr);
+  if (rc == SQLITE_OK) {
+    rc = sqlite3_bind_blob64(statement, 1, bytes.data(), bytes.size(), SQLITE_STATIC);
+  }
+  if (rc == SQLITE_OK) rc = sqlite3_step(statement);
+  sqlite3_finalize(statement);
+  return StatusOfResult(db, rc);
+}
+
+Status SwitchToLog(sqlite3* db) {
+  sqlite3_stmt* statement = nullptr;
+  int rc = sqlite3_prepare_v2(db, "PRAGMA journal_mode=WAL", -1, &statement, nullptr);
+  if (rc == SQLITE_OK) rc = sqlite3_step(statement);
+  const bool switched =
+      rc == SQLITE_ROW &&
+      std::string(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))) == "wal";
+  sqlite3_finalize(statement);
+  if (rc != SQLITE_ROW) return StatusOfResult(db, rc);
+  if (!switched) return kIoError;  // the file system has no shared memory or no locks
+  return StatusOfResult(
+      db, sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr));
+}
+
+Status Build(const std::string& path, const FileDescription& description) {
+  const char* const layer = LayerName();
+  if (layer == nullptr) return kNoMemory;
+  sqlite3* opened = nullptr;
+  const ApartFromParent apart(ForkGeneration());
+  const int flags =
+      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+  const int rc = sqlite3_open_v2(Native(path).c_str(), &opened, flags, layer);
+  const Database db(opened);
+  if (db == nullptr) return kNoMemory;
+  if (rc != SQLITE_OK) return StatusOfResult(db.get(), rc);
+  Status status =
+      Execute(db.get(), "PRAGMA page_size=" + std::to_string(kPageBytes) +
+                            ";PRAGMA auto_vacuum=NONE;PRAGMA encoding='UTF-8';"
+                            "PRAGMA synchronous=FULL;PRAGMA temp_store=MEMORY;BEGIN IMMEDIATE");
+  if (status == kOk) status = Execute(db.get(), TablesSql(description));
+  if (status == kOk) status = InsertDescription(db.get(), description);
+  if (status == kOk) status = Execute(db.get(), "COMMIT");
+  return status == kOk ? SwitchToLog(db.get()) : status;
+}
+
+bool Stands(const std::string& path) { return static_cast<bool>(os::StatusOf(path)); }
+
+// A log that survived its file holds changes to a file that is gone: to be kept, and kept away from
+// the new one.
+Status MoveAway(const std::string& directory, const std::string& path) {
+  if (!Stands(path)) return kOk;
+  const std::string corrupt = directory + "\\" + kCorruptDirectory;
+  const int made = os::MakeDirectory(corrupt);
+  if (made != 0 && made != os::kExists) return StatusOfError(made);
+  const std::string place = corrupt + "\\" + std::string(os::FileNamePart(path));
+  int error = os::RenameFile(path, place, false);
+  for (int i = 1; error == os::kExists && i < kMostOldLogs; ++i) {
+    error = os::RenameFile(path, place + "." + std::to_string(i), false);
+  }
+  if (error == 0) error = os::FlushDirectory(corrupt);
+  return StatusOfError(error);
+}
+
+// What a creator that was killed left behind; nobody else is at work while the directory is locked.
+Status RemoveLeftovers(const std::string& temporary) {
+  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+    const int error = os::RemoveFile(temporary + suffix);
+    if (error != 0 && error != os::kNotFound) return StatusOfError(error);
+  }
+  return kOk;
+}
+
+// The log and its index are made at once, for a reader without write permission could not.
+void MakeLog(const std::string& path) {
+  std::shared_ptr<RecordFile> file;
+  if (RecordFile::Open(path, {}, &file) != kOk) return;
+  os::MatchOwnership(path + "-wal", path);
+  os::MatchOwnership(path + "-shm", path);
+}
+
+Status Publish(const std::string& directory, const std::string& temporary, const std::string& path,
+               const std::string& group) {
+  int error = os::ShareWithGroup(temporary, group);
+  if (error == 0) error = os::FlushPath(temporary);
+  if (error == 0) error = os::LinkFile(temporary, path);
+  if (error != 0) return StatusOfError(error);
+  error = os::RemoveFile(temporary);
+  const int flushed = os::FlushDirectory(directory);
+  return StatusOfError(error != 0 ? error : flushed);
+}
+
+Status MakeWhole(const std::string& path, const FileDescription& description,
+                 const CreateOptions& options) {
+  const std::string directory = DirectoryOf(path);
+  const std::string temporary = path + kNewSuffix;
+  for (const char* suffix : {"-wal", "-shm"}) {
+    const Status status = MoveAway(directory, path + suffix);
+    if (status != kOk) return status;
+  }
+  Status status = RemoveLeftovers(temporary);
+  if (status == kOk) status = StatusOfError(os::MakeEmptyFile(temporary));
+  if (status == kOk) status = Build(temporary, description);
+  if (status == kOk) status = Publish(directory, temporary, path, options.group);
+  if (status != kOk) RemoveLeftovers(temporary);
+  if (status == kOk) MakeLog(path);
+  return status;
+}
+
+Status CreateFile(const std::string& path, const FileDescription& description,
+                  const CreateOptions& options) {
+  if (os::FileNamePart(path).empty()) return kBadFileName;
+  const std::string written = WriteDescription(description);
+  FileDescription read;
+  const Status valid = ReadDescription(std::as_bytes(std::span(written)), &read);
+  if (valid != kOk) return valid;
+  if (Stands(path)) return kFileExists;
+  os::DirectoryLock lock;
+  const int error = lock.Take(DirectoryOf(path), WaitMs());
+  if (error == os::kNotFound || error == ENOTDIR) return kDirectoryError;
+  if (error != 0) return StatusOfError(error);
+  return Stands(path) ? kFileExists : MakeWhole(path, description, options);
+}
+
+}  // namespace
+
+Status RecordFile::Create(std::string_view path, const FileDescription& description,
+                          const CreateOptions& options) {
+  try {
+    return CreateFile(std::string(path), description, options);
+  } catch (const std::bad_alloc&) {
+    return kNoMemory;
+  }
+}
+
+}  // namespace qob::store
