@@ -11,7 +11,7 @@ template <class Write>
 RecipientChange ChangeRecipient(RecipientWalk& walk, std::string_view address, Write write) {
   RecipientChange change;
   for (int attempt = 1; attempt <= 2; ++attempt) {
-    change.step = walk.Find(address);
+    change = {walk.Find(address), store::kOk};
     if (change.step != Step::kRecipient) return change;
     change.status = write();
     if (change.status != store::kConflict) return change;

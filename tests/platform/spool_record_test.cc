@@ -1,34 +1,19 @@
 // The message record byte by byte: what is composed stands at its offset, everything else is zero.
 #include "platform/spool/message_record.h"
 
-#include <array>
 #include <cstdint>
 #include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "support/record_image.h"
+
 namespace qob::spool {
 namespace {
 
-// An image of a record, written by hand: bytes at offsets, zero elsewhere.
-class Image {
- public:
-  Image& At(std::size_t offset, std::string_view bytes) {
-    bytes_.replace(offset, bytes.size(), bytes);
-    return *this;
-  }
-  const std::string& bytes() const { return bytes_; }
-
- private:
-  std::string bytes_ = std::string(2224, '\0');
-};
-
-std::string BytesOf(const MessageRecord& record) {
-  const std::span<const std::byte> bytes = Bytes(record);
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
+using Image = testing::RecordImage;
+using testing::BytesOf;
 using namespace std::string_view_literals;
 
 TEST(MessageRecord, OfAMessageHoldsItsKeyTimesAndStatus) {
