@@ -33,6 +33,13 @@ constexpr RunRow kRuns[] = {
     {"config get", RunConfigGet},
     {"config set", RunConfigSet},
     {"config check", RunConfigCheck},
+    {"queue list", RunQueueList},
+    {"queue show", RunQueueShow},
+    {"queue stats", RunQueueStats},
+    {"queue shape", RunQueueShape},
+    {"queue recipients", RunQueueRecipients},
+    {"queue reasons", RunQueueReasons},
+    {"queue watch", RunQueueWatch},
 };
 
 ExitCode RunCommand(const Arguments& arguments) {

@@ -40,7 +40,7 @@ constexpr OptionRow kShowOptions[] = {kQueue, kJson, kVerbose, kHelp};
 constexpr ExampleRow kShowExamples[] = {
     {"qob queue show 0001A2B3", "its records, files, lock and reasons"}};
 
-constexpr OptionRow kStatsOptions[] = {kQueue, kPrometheus, kJson, kVerbose, kHelp};
+constexpr OptionRow kStatsOptions[] = {kQueue, kLimit, kPrometheus, kJson, kVerbose, kHelp};
 constexpr ExampleRow kStatsExamples[] = {
     {"qob queue stats", "how much waits, how old it is, for whom"},
     {"qob queue stats --prometheus 'not held'", "for a monitoring system, held messages left out"},

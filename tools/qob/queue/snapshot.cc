@@ -8,6 +8,7 @@
 
 #include "../output.h"
 #include "ids.h"
+#include "record_access.h"
 #include "platform/spool/message_files.h"
 #include "platform/spool/message_record.h"
 #include "platform/spool/names.h"
@@ -44,11 +45,14 @@ class SnapshotBuilder {
       : queue_(queue), snapshot_(*snapshot) {}
 
   void Read(std::uint32_t home);
+  void LookUp(std::uint32_t home, std::span<const std::uint32_t> ids);
   void Finish();
 
  private:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
+  void Begin(std::uint32_t home);
+  void Check(qob::store::Status status) const;
   void Take(const qob::store::RecordFile::Seen& seen);
   void TakeMessage(std::int64_t number, std::uint32_t id, const MessageRecord& record);
   void TakeRecipient(std::uint32_t id, const MessageRecord& record);
@@ -63,25 +67,44 @@ class SnapshotBuilder {
   std::unordered_map<std::uint32_t, std::uint32_t> by_id_;  // of this home: index of its message
   std::uint32_t last_ = kNone;         // index of the message of the record before
   std::vector<std::uint32_t> owners_;  // of each recipient: index of its message
-  std::size_t problems_ = 0;
 };
 
-void SnapshotBuilder::Read(std::uint32_t home) {
+void SnapshotBuilder::Begin(std::uint32_t home) {
   home_ = home;
   by_id_.clear();
   last_ = kNone;
+}
+
+void SnapshotBuilder::Check(qob::store::Status status) const {
+  if (status != qob::store::kOk)
+    throw StoreFailure(queue_.places()[home_].path + "/" + qob::spool::kDatabaseName, status);
+}
+
+void SnapshotBuilder::Read(std::uint32_t home) {
+  Begin(home);
   const Place& place = queue_.places()[home];
   if (place.database == nullptr) return;
-  const auto status = place.database->Snapshot([this](const qob::store::RecordFile::Seen& seen) {
+  Check(place.database->Snapshot([this](const qob::store::RecordFile::Seen& seen) {
     Take(seen);
     return true;
-  });
-  if (status != qob::store::kOk)
-    throw StoreFailure(place.path + "/" + qob::spool::kDatabaseName, status);
+  }));
+}
+
+void SnapshotBuilder::LookUp(std::uint32_t home, std::span<const std::uint32_t> ids) {
+  Begin(home);
+  const Place& place = queue_.places()[home];
+  if (place.database == nullptr) return;
+  std::vector<StoredRecord> found;
+  for (const std::uint32_t id : ids) {
+    Check(ReadRecords(*place.database, id, qob::spool::kMessageKind, &found));
+    for (const StoredRecord& record : found) TakeMessage(record.entry.number, id, record.record);
+    Check(ReadRecords(*place.database, id, qob::spool::kRecipientKind, &found));
+    for (const StoredRecord& record : found) TakeRecipient(id, record.record);
+  }
 }
 
 void SnapshotBuilder::Problem(std::int64_t number, const std::string& what) {
-  if (++problems_ > kProblemsTold) return;
+  if (++snapshot_.left_out_ > kProblemsTold) return;
   snapshot_.problems_.push_back(queue_.places()[home_].path + "/" + qob::spool::kDatabaseName +
                                 ": record " + std::to_string(number) + " is left out: " + what);
 }
@@ -184,8 +207,8 @@ void SnapshotBuilder::PartOrphans() {
 void SnapshotBuilder::Finish() {
   GatherRecipients();
   PartOrphans();
-  if (problems_ > kProblemsTold) {
-    snapshot_.problems_.push_back(std::to_string(problems_ - kProblemsTold) +
+  if (snapshot_.left_out_ > kProblemsTold) {
+    snapshot_.problems_.push_back(std::to_string(snapshot_.left_out_ - kProblemsTold) +
                                   " more records are left out: see 'qob queue check'");
   }
 }
@@ -193,6 +216,12 @@ void SnapshotBuilder::Finish() {
 Snapshot::Snapshot(const OpenQueue& queue) : taken_at_(Now()) {
   SnapshotBuilder builder(queue, this);
   for (std::uint32_t home = 0; home < queue.places().size(); ++home) builder.Read(home);
+  builder.Finish();
+}
+
+Snapshot::Snapshot(const OpenQueue& queue, std::span<const std::uint32_t> ids) : taken_at_(Now()) {
+  SnapshotBuilder builder(queue, this);
+  for (std::uint32_t home = 0; home < queue.places().size(); ++home) builder.LookUp(home, ids);
   builder.Finish();
 }
 
@@ -204,7 +233,7 @@ bool Snapshot::TellProblems() const {
 void Snapshot::LookAtFiles(const OpenQueue& queue, std::span<Message* const> messages) const {
   std::vector<std::optional<qob::spool::MessageFiles>> files(queue.places().size());
   for (Message* const message : messages) {
-    if (message->holder < 0) continue;
+    if (message->files_known || message->holder < 0) continue;
     auto& place = files[static_cast<std::size_t>(message->holder)];
     if (!place.has_value())
       place = FilesOf(queue.places()[static_cast<std::size_t>(message->holder)]);

@@ -21,6 +21,9 @@ class Snapshot {
   // Reads every open database. Throws Failure when one cannot be read. A record that cannot be
   // understood is left out and counted in problems().
   explicit Snapshot(const OpenQueue& queue);
+  // Of these messages alone, looked up one by one: for few ids of a long queue. Each record is as
+  // of the moment in which it was read.
+  Snapshot(const OpenQueue& queue, std::span<const std::uint32_t> ids);
   Snapshot(const Snapshot&) = delete;
   Snapshot& operator=(const Snapshot&) = delete;
 
@@ -31,7 +34,8 @@ class Snapshot {
   const std::vector<Message>& orphans() const { return orphans_; }
   std::int64_t taken_at() const { return taken_at_; }  // seconds since 1970
 
-  // What was left out and why, one line each.
+  // How many records were left out, and why: a line each of the first ones.
+  std::size_t left_out() const { return left_out_; }
   const std::vector<std::string>& problems() const { return problems_; }
   // Says each of them on standard error; true when there was one.
   bool TellProblems() const;
@@ -47,6 +51,7 @@ class Snapshot {
   std::vector<Message> messages_;
   std::vector<Message> orphans_;
   std::vector<std::string> problems_;
+  std::size_t left_out_ = 0;
   std::int64_t taken_at_ = 0;
 };
 

@@ -1,0 +1,97 @@
+#include "flat_table.h"
+
+#include <algorithm>
+
+#include "utf8.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kGap = 2;
+
+bool IsPrintable(char c) { return c >= 0x20 && c < 0x7F; }
+
+// The first so many characters.
+std::string_view Cut(std::string_view text, std::size_t width) {
+  std::size_t at = 0;
+  for (std::size_t taken = 0; at < text.size(); ++at) {
+    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && taken++ == width) break;
+  }
+  return text.substr(0, at);
+}
+
+}  // namespace
+
+void AppendVisible(std::string_view text, std::string* out) {
+  if (std::all_of(text.begin(), text.end(), IsPrintable)) {
+    *out += text;
+  } else {
+    *out += Visible(text);
+  }
+}
+
+FlatTable::FlatTable(std::vector<Column> columns) : columns_(std::move(columns)) {
+  for (const Column& column : columns_) widths_.push_back(Width(column.head));
+}
+
+void FlatTable::Cell(std::string_view text) {
+  const std::size_t start = text_.size();
+  AppendVisible(text, &text_);
+  const std::size_t bytes = text_.size() - start;
+  const std::size_t width = Width(std::string_view(text_).substr(start));
+  cells_.push_back({static_cast<std::uint32_t>(bytes), static_cast<std::uint32_t>(width), false});
+  widths_[next_column_] = std::max(widths_[next_column_], width);
+  next_column_ = (next_column_ + 1) % columns_.size();
+}
+
+void FlatTable::Note(std::string_view text) {
+  const std::size_t start = text_.size();
+  AppendVisible(text, &text_);
+  cells_.push_back({static_cast<std::uint32_t>(text_.size() - start), 0, true});
+}
+
+void FlatTable::AppendCell(std::size_t column, std::string_view text, std::size_t width,
+                           std::string* line) const {
+  const std::size_t blanks = widths_[column] - width;
+  const bool last = column + 1 == columns_.size();
+  if (columns_[column].right) line->append(blanks, ' ');
+  *line += text;
+  if (last) return;
+  line->append(kGap + (columns_[column].right ? 0 : blanks), ' ');
+}
+
+void FlatTable::Append(const Paint& paint, std::size_t line_width, std::string* out) const {
+  std::string line;
+  const auto end_line = [&](bool head) {
+    const std::string_view shown = line_width == 0 ? std::string_view(line) : Cut(line, line_width);
+    const std::string_view text = shown.substr(0, shown.find_last_not_of(' ') + 1);
+    *out += head ? paint.Bold(std::string(text)) : text;
+    *out += '\n';
+    line.clear();
+  };
+  for (std::size_t i = 0; i < columns_.size(); ++i)
+    AppendCell(i, columns_[i].head, Width(columns_[i].head), &line);
+  end_line(true);
+  std::size_t column = 0;
+  std::string_view left = text_;
+  for (const Extent& cell : cells_) {
+    const std::string_view text = left.substr(0, cell.bytes);
+    left.remove_prefix(cell.bytes);
+    if (cell.note) {
+      line += text;
+    } else {
+      AppendCell(column, text, cell.width, &line);
+      column = (column + 1) % columns_.size();
+    }
+    if (column == 0) end_line(false);
+  }
+}
+
+void FlatTable::Print(const Paint& paint, std::size_t line_width) const {
+  std::string text;
+  text.reserve(text_.size() * 2);
+  Append(paint, line_width, &text);
+  Out().Write(text);
+}
+
+}  // namespace cli

@@ -1,0 +1,57 @@
+// A table of many rows for people, kept as one text: columns are padded to their widest cell, with
+// two blanks between them, and the last is left as it is. Cells are made safe to show.
+#ifndef TOOLS_QOB_FLAT_TABLE_H
+#define TOOLS_QOB_FLAT_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "output.h"
+
+namespace cli {
+
+class FlatTable {
+ public:
+  struct Column {
+    std::string_view head;
+    bool right = false;  // numbers stand at the right
+  };
+
+  explicit FlatTable(std::vector<Column> columns);
+
+  void Cell(std::string_view text);
+  // A line of its own between two rows, without columns.
+  void Note(std::string_view text);
+
+  // line_width: characters of a line, 0 = as many as it has.
+  void Print(const Paint& paint, std::size_t line_width) const;
+  // The same, the line ends included.
+  void Append(const Paint& paint, std::size_t line_width, std::string* out) const;
+
+ private:
+  struct Extent {
+    std::uint32_t bytes;
+    std::uint32_t width;
+    bool note;
+  };
+
+  void AppendSafe(std::string_view text);
+  void AppendCell(std::size_t column, std::string_view text, std::size_t width,
+                  std::string* line) const;
+
+  std::vector<Column> columns_;
+  std::vector<std::size_t> widths_;
+  std::string text_;
+  std::vector<Extent> cells_;
+  std::size_t next_column_ = 0;
+};
+
+// Text that is safe to show, appended; what most texts are costs no more than a copy.
+void AppendVisible(std::string_view text, std::string* out);
+
+}  // namespace cli
+
+#endif

@@ -1,0 +1,56 @@
+#include "message_json.h"
+
+#include <string>
+
+#include "times.h"
+
+namespace cli::queue {
+namespace {
+
+void PutId(std::uint32_t id, JsonWriter* line) {
+  char digits[8];
+  for (int i = 0; i < 8; ++i) digits[i] = "0123456789ABCDEF"[id >> (28 - 4 * i) & 15];
+  line->Text("id", {digits, sizeof digits});
+}
+
+}  // namespace
+
+void PutMoment(std::string_view name, std::int64_t seconds, JsonWriter* line) {
+  std::string seconds_name(name);
+  seconds_name += "_seconds";
+  if (seconds == 0) {
+    line->Null(name);
+    line->Null(seconds_name);
+    return;
+  }
+  std::string text;
+  AppendUtc(seconds, &text);
+  line->Text(name, text);
+  line->Number(seconds_name, seconds);
+}
+
+void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line) {
+  line->Text("queue", queue.places()[message.home].path);
+  PutId(message.id, line);
+  line->Text("directory", message.directory);
+  line->Text("sender", message.sender);
+  line->Text("envelope_id", message.envelope_id);
+  line->Text("status", message.status);
+  line->Text("state", message.state);
+  line->Switch("held", message.held);
+  if (message.files_known) {
+    line->Switch("locked", message.locked);
+  } else {
+    line->Null("locked");
+  }
+  line->NumberIf("size", message.size != kUnknown, message.size);
+  PutMoment("created", message.created, line);
+  PutMoment("changed", message.changed, line);
+  PutMoment("retry", message.retry_at, line);
+  line->Number("tries", message.tries);
+  line->Number("part", message.part_number);
+  line->Switch("delay_noticed", message.delay_noticed);
+  line->Number("pending", static_cast<std::int64_t>(message.pending));
+}
+
+}  // namespace cli::queue

@@ -1,0 +1,100 @@
+#include "times.h"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+namespace cli::queue {
+namespace {
+
+constexpr std::int64_t kDaySeconds = 24 * 60 * 60;
+
+struct Date {
+  std::int64_t year;
+  std::int64_t month;
+  std::int64_t day;
+};
+
+// The Gregorian date of a day counted from 1970-01-01: eras of 400 years that begin in March, so
+// that the leap day is the last of its year.
+Date DateOfDay(std::int64_t days) {
+  constexpr std::int64_t kEraDays = 146097;
+  const std::int64_t shifted = days + 719468;
+  const std::int64_t era = shifted / kEraDays;
+  const std::int64_t day_of_era = shifted - era * kEraDays;
+  const std::int64_t year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const std::int64_t day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const std::int64_t march_month = (5 * day_of_year + 2) / 153;
+  const std::int64_t month = march_month < 10 ? march_month + 3 : march_month - 9;
+  return {year_of_era + era * 400 + (month <= 2 ? 1 : 0), month,
+          day_of_year - (153 * march_month + 2) / 5 + 1};
+}
+
+void AppendDigits(std::int64_t value, int digits, std::string* out) {
+  std::int64_t unit = 1;
+  for (int i = 1; i < digits; ++i) unit *= 10;
+  for (; unit > 0; unit /= 10) *out += static_cast<char>('0' + value / unit % 10);
+}
+
+std::string Print(const char* format, auto... values) {
+  std::array<char, 80> text{};
+  std::snprintf(text.data(), text.size(), format, values...);
+  return text.data();
+}
+
+}  // namespace
+
+void AppendUtc(std::int64_t seconds, std::string* out) {
+  const Date date = DateOfDay(seconds / kDaySeconds);
+  const std::int64_t of_day = seconds % kDaySeconds;
+  AppendDigits(date.year, 4, out);
+  *out += '-';
+  AppendDigits(date.month, 2, out);
+  *out += '-';
+  AppendDigits(date.day, 2, out);
+  *out += 'T';
+  AppendDigits(of_day / 3600, 2, out);
+  *out += ':';
+  AppendDigits(of_day / 60 % 60, 2, out);
+  *out += ':';
+  AppendDigits(of_day % 60, 2, out);
+  *out += 'Z';
+}
+
+std::string LocalText(std::int64_t seconds) {
+  const std::time_t moment = seconds;
+  const std::tm* const local = std::localtime(&moment);
+  std::array<char, 64> text{};
+  if (local == nullptr ||
+      std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S %z", local) == 0)
+    return "-";
+  return text.data();
+}
+
+std::string DurationText(std::int64_t seconds) {
+  const auto number = [](std::int64_t value) { return static_cast<long long>(value); };
+  if (seconds < 0) return "-";
+  if (seconds < 60) return Print("%llds", number(seconds));
+  if (seconds < 3600) return Print("%lldm", number(seconds / 60));
+  if (seconds < kDaySeconds)
+    return Print("%lldh%lldm", number(seconds / 3600), number(seconds / 60 % 60));
+  return Print("%lldd%lldh", number(seconds / kDaySeconds), number(seconds / 3600 % 24));
+}
+
+std::string NextText(std::int64_t retry_at, std::int64_t now) {
+  if (retry_at == 0) return "-";
+  return retry_at <= now ? "due" : "in " + DurationText(retry_at - now);
+}
+
+std::string SizeText(std::int64_t bytes) {
+  if (bytes < 1024) return std::to_string(bytes);
+  constexpr const char* kUnits = "KMGTPE";
+  double size = static_cast<double>(bytes) / 1024;
+  int unit = 0;
+  for (; size >= 1024 && unit < 5; ++unit) size /= 1024;
+  return Print(size < 9.95 ? "%.1f%c" : "%.0f%c", size, kUnits[unit]);
+}
+
+}  // namespace cli::queue
