@@ -7,9 +7,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <qob3xapi/frame.h>
 #include <qob3xapi/mesgdb.h>
 #include <qobplatform/btrcall.h>
+
+#include "support/captured_log.h"
 
 namespace {
 
@@ -58,6 +59,7 @@ class OwnRecordManager : public ::testing::Test {
     g_statuses.clear();
     g_data.clear();
   }
+  qob::testing::CapturedLog log_;
   MesgHandle db_{};
   MesgRecord record_{};
 };
