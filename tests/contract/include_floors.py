@@ -34,7 +34,7 @@ ALLOWED = {
     "util": ["frame/config", "lineio", "platform/os", "platform/spool"],
     "dates": ["frame/config", "platform/os"],
     "rfc822": ["dates", "frame/config", "lineio", "platform/os", "util"],
-    "charset": ["frame/config", "lineio", "platform/os", "rfc822"],
+    "charset": ["frame/config", "lineio", "platform/os", "rfc822", "util"],
     "macfile": ["frame/config", "lineio", "platform/os", "util"],
     "mime": ["charset", "frame/config", "lineio", "macfile", "platform/os", "rfc822", "util"],
     "queue": ["frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
@@ -49,7 +49,7 @@ FRAME_FILES = {"startup.cc": "frame/startup", "errors.cc": "frame/errors"}
 BEHIND = {
     "qob3xapi/frame.h": "frame/config", "qob3xapi/errors.h": "frame/errors", "qob3xapi/lineio.h": "lineio",
     "qob3xapi/util.h": "util", "qob3xapi/address.h": "rfc822", "qob3xapi/header822.h": "rfc822",
-    "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/rfc1522.h": "charset",
+    "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/rfc1522.h": "charset", "qob3xapi/japanese.h": "charset",
     "qob3xapi/dates.h": "dates", "qob3xapi/macfile.h": "macfile", "qobplatform/logapi.h": "platform/log",
     "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qob3xapi/queueid.h": "queue",
     "qob3xapi/envelope.h": "queue",
