@@ -67,7 +67,7 @@ unordered_set utility valarray variant vector version
 cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib
 cstring ctime cuchar cwchar cwctype
 assert.h ctype.h errno.h inttypes.h limits.h stdbool.h stddef.h stdint.h stdio.h stdlib.h string.h time.h
-emmintrin.h immintrin.h smmintrin.h tmmintrin.h wmmintrin.h
+emmintrin.h immintrin.h nmmintrin.h smmintrin.h tmmintrin.h wmmintrin.h
 """.split())
 
 # The only files of the command line that may ask the system themselves.
