@@ -1,7 +1,9 @@
 #include "queue/bounce_reasons.h"
 
 #include <cstdint>
+#include <utility>
 
+#include "frame/guard.h"
 #include "frame/report.h"
 #include "lineio/handle_pool.h"
 #include "lineio/line_reader.h"
@@ -20,30 +22,41 @@ constexpr int kRounds = 100;
 
 // Opens the file that stands, or makes it: creating it always would wipe what another process has
 // just written.
-os::FileHandle OpenForAppending(const PathText& path) {
+os::Result<os::Handle> OpenOrMake(const PathText& path, bool* made) {
   os::OpenMode existing = WriteMode();
   existing.sequential = false;
   os::OpenMode fresh = existing;
   fresh.create = os::Create::kNew;
-  int error = 0;
+  os::Result<os::Handle> opened;
   for (int round = 0; round < kRounds; ++round) {
-    os::Result<os::Handle> opened = os::OpenFile(path.view(), existing);
-    if (opened) {
-      TraceOpen(path.c_str(), opened.value);
-      return os::FileHandle(opened.value);
-    }
-    error = opened.error;
-    if (error != os::kNotFound) break;
+    *made = false;
+    opened = os::OpenFile(path.view(), existing);
+    if (opened.error != os::kNotFound) break;
+    *made = true;
     opened = os::OpenFile(path.view(), fresh);
-    if (opened) {
-      TraceCreate(path.c_str(), opened.value);
-      return os::FileHandle(opened.value);
-    }
-    error = opened.error;
-    if (error != os::kExists) break;
+    if (opened.error != os::kExists) break;
   }
-  Report(kFailure, "CreateFile failed: %s, error %d", path.c_str(), error);
-  return {};
+  return opened;
+}
+
+// The trace of line files; one that needs memory it does not get is left out.
+template <class Trace>
+void Tell(Trace&& trace) {
+  Guarded(false, [&] {
+    trace();
+    return true;
+  });
+}
+
+os::FileHandle OpenForAppending(const PathText& path) {
+  bool made = false;
+  const os::Result<os::Handle> opened = OpenOrMake(path, &made);
+  if (!opened) {
+    Report(kFailure, "CreateFile failed: %s, error %d", path.c_str(), opened.error);
+    return {};
+  }
+  Tell([&] { made ? TraceCreate(path.c_str(), opened.value) : TraceOpen(path.c_str(), opened.value); });
+  return os::FileHandle(opened.value);
 }
 
 // Programs close what stays open through the handle face, by the number they find in the log.
@@ -69,7 +82,7 @@ bool AppendReason(std::string_view queue_path, std::string_view text) {
   }
   const bool written = os::WriteAll(file.get(), text.data(), text.size());
   const os::Handle handle = file.Release();
-  TraceClose(handle);
+  Tell([&] { TraceClose(handle); });
   return os::CloseFile(handle) == 0 && written;
 }
 

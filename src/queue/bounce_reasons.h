@@ -7,7 +7,7 @@
 namespace qob {
 
 // Appends; the file is made when there is none and never cut. False when it is busy, cannot be
-// written or has no end to go to (logged, the file then stays open). Throws std::bad_alloc.
+// written or has no end to go to (logged, the file then stays open).
 bool AppendReason(std::string_view queue_path, std::string_view text);
 
 // Every line with its line end as a new chain; null for a missing, empty or unreadable file. Throws

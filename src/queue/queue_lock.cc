@@ -1,6 +1,7 @@
 #include "queue/queue_lock.h"
 
 #include "frame/config.h"
+#include "frame/guard.h"
 #include "frame/report.h"
 #include "platform/os/directory.h"
 #include "platform/os/file.h"
@@ -24,7 +25,11 @@ void Trace(const char* what, std::string_view path) {
 }  // namespace
 
 bool QueueLocks::Traced() {
-  if (!traced_) traced_ = ConfigIs("Debug", "LogLocking", "NO", kSwitchSize, "YES");
+  if (!traced_) {
+    traced_ = Guarded(false, [] {
+      return ConfigIs("Debug", "LogLocking", "NO", kSwitchSize, "YES");
+    });
+  }
   return *traced_;
 }
 
