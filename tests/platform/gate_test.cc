@@ -128,6 +128,8 @@ TEST(Gate, HoldsTheHeaderThatItsFormatNames) {
   EXPECT_EQ(std::memcmp(bytes.data() + 8, numbers, sizeof numbers), 0);
   EXPECT_EQ(bytes.substr(16, BootId().size()), BootId());
   EXPECT_EQ(bytes[16 + BootId().size()], '\0');
+  const std::uint64_t inode = StatusOf(place.path).value.inode;
+  EXPECT_EQ(std::memcmp(bytes.data() + 56, &inode, sizeof inode), 0);
 }
 
 TEST(Gate, LetsOneInAtATime) {
@@ -325,6 +327,19 @@ TEST(Gate, MakesAFileOfAnotherRunOfTheMachineAnew) {
   Patch(place.path, 16, "00000000-0000-0000-0000-000000000000");
   EXPECT_TRUE(CanPass(*place.Open()));
   EXPECT_EQ(TempSpool::Read(place.path).substr(0, kMutexesAt), good.substr(0, kMutexesAt));
+}
+
+TEST(Gate, MakesACopyOfAFileAnew) {
+  const Place place;
+  const std::unique_ptr<Gate> gate = place.Open();
+  ASSERT_EQ(gate->Enter(kLongMs), 0);
+  const std::string copy = place.spool.path("copy.btr-gate");
+  std::filesystem::copy(place.path, copy);
+  Result<std::unique_ptr<Gate>> other = Gate::Open(copy, place.like);
+  ASSERT_EQ(other.error, 0);
+  EXPECT_EQ(other.value->Enter(0), 0);
+  other.value->Leave();
+  gate->Leave();
 }
 
 TEST(Gate, MakesAFileOfAnotherLayoutAnew) {

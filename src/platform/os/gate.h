@@ -7,11 +7,13 @@
 //      8     4  layout version, 1
 //     12     4  size of a mutex on this machine
 //     16    40  the kernel's boot id
+//     56     8  the file's inode number
 //     64     .  the outer mutex; the inner one behind it, on a cache line of its own; behind that, on
 //               another, 4 bytes: how many wait for the outer one, 4 bytes: the thread that was
 //               inside last
 //
-// A file of another machine, boot or layout is made anew by the first who opens it. The gate keeps
+// A file of another machine, boot or layout, or one that was copied with a holder's mark in it, is
+// made anew by the first who opens it. The gate keeps
 // order, not safety: what it guards has locks of its own.
 #pragma once
 #include <cstdint>

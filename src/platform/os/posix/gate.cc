@@ -62,6 +62,7 @@ struct Header {
   std::uint32_t version;
   std::uint32_t mutex_bytes;
   char boot_id[40];
+  std::uint64_t inode;
 };
 
 struct Layout {
@@ -74,12 +75,13 @@ struct Layout {
 static_assert(std::atomic<std::int32_t>::is_always_lock_free);
 static_assert(offsetof(Layout, outer) == 64 && sizeof(Layout) <= kFileBytes);
 
-Header ExpectedHeader(const std::string& boot_id) {
+Header ExpectedHeader(const std::string& boot_id, ino_t inode) {
   Header header{};
   std::memcpy(header.magic, kMagic, sizeof header.magic);
   header.version = kLayoutVersion;
   header.mutex_bytes = sizeof(pthread_mutex_t);
   std::memcpy(header.boot_id, boot_id.data(), std::min(boot_id.size(), sizeof header.boot_id - 1));
+  header.inode = inode;
   return header;
 }
 
@@ -269,11 +271,11 @@ bool MappedGate::IsWhole() {
 int MappedGate::CheckOrMake(bool exclusive, bool* good) {
   const std::string boot_id = BootId();
   if (boot_id.empty()) return ENOTSUP;  // locks left by an earlier run could not be told from ours
-  const Header expected = ExpectedHeader(boot_id);
   struct stat status {};
   int error = Outcome(Call::kStat, name_.view(), [&] { return fstat(fd_, &status); });
   if (error != 0) return error;
   if (status.st_nlink == 0) return ESTALE;
+  const Header expected = ExpectedHeader(boot_id, status.st_ino);
   *good = false;
   if (status.st_size >= static_cast<off_t>(kFileBytes)) {
     if (error = Map(); error != 0) return error;
