@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kHeaderBytes = 100;
 constexpr char kMagic[] = "SQLite format 3";
+constexpr std::uint32_t kSchemaFormat = 4;
 constexpr int kLooks = 5;
 
 std::uint32_t LoadBig32(const unsigned char* from) {
@@ -22,8 +23,8 @@ bool IsOurHeader(const unsigned char* header) {
   constexpr unsigned char kShape[] = {kPageBytes >> 8, kPageBytes & 0xFF, 2, 2, 0, 64, 32, 32};
   return std::memcmp(header, kMagic, sizeof kMagic) == 0 &&
          std::memcmp(header + 16, kShape, sizeof kShape) == 0 && LoadBig32(header + 28) > 0 &&
-         LoadBig32(header + 56) == 1 && LoadBig32(header + 60) == kFormatVersion &&
-         LoadBig32(header + 68) == kApplicationId;
+         LoadBig32(header + 44) == kSchemaFormat && LoadBig32(header + 56) == 1 &&
+         LoadBig32(header + 60) == kFormatVersion && LoadBig32(header + 68) == kApplicationId;
 }
 
 bool Exists(sqlite3_vfs* base, const char* path) {

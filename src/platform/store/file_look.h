@@ -7,6 +7,7 @@
 //     18    2  2 and 2: the file has a log
 //     20    4  0, 64, 32, 32
 //     28    4  number of pages; the file is as long, or the log holds what is missing
+//     44    4  4, the format of the schema
 //     56    4  1: UTF-8
 //     60    4  format version
 //     68    4  application id

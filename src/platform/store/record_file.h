@@ -90,11 +90,15 @@ class RecordFile {
 
   virtual Status Count(std::int64_t* records) = 0;
   // Every record in the order of insertion, all as of one moment; visit returns false to stop.
-  // The bytes are good for that visit only. A damaged record is given with ok = false and no bytes.
+  // What is given is good for that visit only. A damaged record is given with ok = false and no
+  // bytes; its entry in index 0 and what stands on disk in its place are given even so.
   struct Seen {
     std::int64_t number = 0;
     bool ok = true;
     std::span<const std::byte> record;
+    std::int64_t version = 0;
+    std::string_view key;  // of index 0, as the index holds it; "" in a file without indexes
+    std::span<const std::byte> stored;
   };
   virtual Status Snapshot(const std::function<bool(const Seen&)>& visit) = 0;
 
@@ -110,6 +114,8 @@ class RecordFile {
   virtual Status PutNote(std::uint32_t id, std::string_view bytes) = 0;
   virtual Status GetNote(std::uint32_t id, std::string* bytes) = 0;  // kNotFound
   virtual Status RemoveNote(std::uint32_t id) = 0;                   // kNotFound
+  // The numbers of all notes, ascending; visit returns false to stop.
+  virtual Status AllNotes(const std::function<bool(std::uint32_t id)>& visit) = 0;
 
   // The whole file is read and compared with itself: pages, indexes, every record's checksum and
   // keys. problem: "" or what is wrong first. A long work: progress is told per record, false

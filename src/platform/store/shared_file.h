@@ -38,6 +38,7 @@ class SharedFile final : public RecordFile {
   Status PutNote(std::uint32_t id, std::string_view bytes) override;
   Status GetNote(std::uint32_t id, std::string* bytes) override;
   Status RemoveNote(std::uint32_t id) override;
+  Status AllNotes(const std::function<bool(std::uint32_t)>& visit) override;
 
   Status Check(std::string* problem, const std::function<bool(std::int64_t)>& progress) override;
   Status Checkpoint() override;

@@ -54,6 +54,7 @@ Status StatusOfResult(sqlite3* db, int rc) {
       return kOk;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
+    case SQLITE_ERROR:  // a table or index that every file of ours has is not there
       return kNotOurFile;
     case SQLITE_FULL:
       return kDiskFull;
