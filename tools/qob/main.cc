@@ -40,6 +40,14 @@ constexpr RunRow kRuns[] = {
     {"queue recipients", RunQueueRecipients},
     {"queue reasons", RunQueueReasons},
     {"queue watch", RunQueueWatch},
+    {"queue retry", RunQueueRetry},
+    {"queue hold", RunQueueHold},
+    {"queue release", RunQueueRelease},
+    {"queue remove", RunQueueRemove},
+    {"queue move", RunQueueMove},
+    {"queue lock", RunQueueLock},
+    {"queue unlock", RunQueueUnlock},
+    {"queue check", RunQueueCheck},
 };
 
 ExitCode RunCommand(const Arguments& arguments) {

@@ -155,6 +155,30 @@ os::Result<std::vector<QueueFile>> ListQueueFiles(std::string_view directory) {
   return files;
 }
 
+int LookAtQueueFiles(
+    std::string_view directory,
+    const std::function<void(const QueueFile& file, const os::FileStatus& status)>& visit) {
+  const os::Result<os::DirectoryView> view = os::DirectoryView::Open(directory);
+  if (!view) return view.error;
+  std::vector<std::string> names;
+  const int error = view.value.ForEachName([&](const char* name) {
+    names.emplace_back(name);
+    return true;
+  });
+  if (error != 0) return error;
+  for (std::string& name : names) {
+    const os::Result<os::FileStatus> status = view.value.Status(name.c_str());
+    if (status) visit(FileOfName(std::move(name)), status.value);
+  }
+  return 0;
+}
+
+bool IsTemporaryName(std::string_view name) {
+  // What the store is built under, with its own logs; what other files are written under.
+  static constexpr char kNewStore[] = "mesg.btr-new";
+  return name.starts_with(kNewStore) || (name.starts_with(".qob-") && name.ends_with(".new"));
+}
+
 bool IsStaleLock(const os::FileStatus& lock) {
   const std::int64_t boot = os::BootTime();
   return lock.kind == os::FileKind::kFile && boot > 0 && lock.modified < boot;

@@ -23,6 +23,14 @@ struct QueueFile {
 // Every name in the directory; names that are not written as the system writes them are kOther.
 os::Result<std::vector<QueueFile>> ListQueueFiles(std::string_view directory);
 
+// The same, each with what stands under the name; names that go away meanwhile are passed over. 0
+// or the error.
+int LookAtQueueFiles(
+    std::string_view directory,
+    const std::function<void(const QueueFile& file, const os::FileStatus& status)>& visit);
+// A name under which files are made before they get their own.
+bool IsTemporaryName(std::string_view name);
+
 // A lock that was taken before the machine started last: its holder is gone.
 bool IsStaleLock(const os::FileStatus& lock);
 

@@ -73,6 +73,9 @@ std::string NativeBase(const std::string& base);
 void Audit(const std::string& verb, std::uint32_t id, const std::string& base,
            std::string_view sender, const std::string& detail);
 
+// The same about a file or directory that belongs to no message.
+void AuditPlace(const std::string& verb, const std::string& path, const std::string& detail);
+
 // Collects what became of each message, tells it, and knows the command's exit code.
 class Teller {
  public:

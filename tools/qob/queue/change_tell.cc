@@ -59,6 +59,12 @@ void Audit(const std::string& verb, std::uint32_t id, const std::string& base,
   LogMessage(kAuditLevel, kModule, text.c_str());
 }
 
+void AuditPlace(const std::string& verb, const std::string& path, const std::string& detail) {
+  const std::string text =
+      "queue " + verb + ": " + path + ", user " + sys::UserName() + ", " + detail;
+  LogMessage(kAuditLevel, kModule, text.c_str());
+}
+
 Teller::Teller(const Arguments& arguments, const Action& action)
     : action_(action), json_(arguments.Has("--json")) {}
 
