@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header address date word binhex uudecode config' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header address date word binhex uudecode config queue' -- "$word"))
     return
   fi
   case "$command" in
@@ -24,6 +24,13 @@ _qob() {
     config)
       if ((COMP_CWORD == 2)); then
         COMPREPLY=($(compgen -W 'show get set check' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    queue)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'list show stats shape recipients reasons watch retry hold release remove move lock unlock check' -- "$word"))
         return
       fi
       command+=" ${COMP_WORDS[2]}"
@@ -172,6 +179,169 @@ _qob() {
         COMPREPLY=($(compgen -W '-f --file --json -h --help' -- "$word"))
       else
         COMPREPLY=()
+      fi
+      ;;
+    'queue list')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -s|--sort) COMPREPLY=($(compgen -W 'id age size tries retry sender recipients status' -- "$word")); return ;;
+        -l|--limit) COMPREPLY=(); return ;;
+        --color) COMPREPLY=($(compgen -W 'auto always never' -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -s --sort -R --reverse -l --limit -a --recipients --json --color -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue show')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue stats')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -l|--limit) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -l --limit --prometheus --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue shape')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -b|--buckets) COMPREPLY=(); return ;;
+        -t|--minutes) COMPREPLY=(); return ;;
+        -l|--limit) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -b --buckets -t --minutes --sender -l --limit --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue recipients')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -p --pending --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue reasons')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue watch')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -i|--interval) COMPREPLY=(); return ;;
+        -n|--count) COMPREPLY=(); return ;;
+        -s|--sort) COMPREPLY=($(compgen -W 'id age size tries retry sender recipients status' -- "$word")); return ;;
+        -l|--limit) COMPREPLY=(); return ;;
+        --color) COMPREPLY=($(compgen -W 'auto always never' -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -i --interval -n --count -s --sort -R --reverse -l --limit --json --color -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue retry')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue hold')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue release')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue remove')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue move')
+      case "$before" in
+        -t|--to) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-t --to -q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue lock')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue unlock')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'queue check')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -R --repair --json -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -d -- "$word"))
       fi
       ;;
   esac
