@@ -75,8 +75,8 @@ QOBAPI void ReleaseQueueId(char* queuePath);
 QOBAPI char* FindFirstQueueId(const char* queueDir, MesgHandle* db, const QueueScanFilter* filter);
 /* FindNextQueueId - the next message of the walk.
  * Shape   as FindFirstQueueId, with the same arguments. What was handed out may meanwhile have been deleted, moved or
- *         changed. A message is met at most once in one walk unless it leaves the directory and comes back; one that stays
- *         is never missed; one that comes in meanwhile is met in this walk or in the next.
+ *         changed. A message is met at most once in one walk; one that stays is never missed; one that comes in meanwhile is
+ *         met in this walk or in the next.
  * Units   bytes.
  * Owner   as FindFirstQueueId.
  * Result  the queue path; null at the end, without a FindFirstQueueId of this thread before it, when the handle was closed

@@ -81,6 +81,8 @@ bool AppendReason(std::string_view queue_path, std::string_view text) {
     return false;
   }
   const bool written = os::WriteAll(file.get(), text.data(), text.size());
+  // Half a line would run into the next one.
+  if (!written) os::CutFile(file.get(), end.value);
   const os::Handle handle = file.Release();
   Tell([&] { TraceClose(handle); });
   return os::CloseFile(handle) == 0 && written;

@@ -206,8 +206,31 @@ TEST_F(Counter, AHeldUniqueCounterIsWaitedFor) {
   waiter.join();
 }
 
+// What was flushed and named, in order.
+std::vector<std::string>* g_steps = nullptr;
+int NoteStep(Call call, std::string_view path) {
+  if (call == Call::kFlush) g_steps->push_back("flush " + std::string(path));
+  if (call == Call::kRename) g_steps->push_back("name");
+  return 0;
+}
+
+TEST_F(Counter, ANewOneIsFlushedWithItsDirectoryBeforeItGetsItsName) {
+  std::vector<std::string> steps;
+  g_steps = &steps;
+  os::SetFaultHook(&NoteStep);
+  const std::int32_t number = NextOne();
+  os::SetFaultHook(nullptr);
+  EXPECT_EQ(number, 0);
+  ASSERT_EQ(steps.size(), 4u);
+  EXPECT_TRUE(steps[0].ends_with(".new")) << steps[0];
+  EXPECT_EQ(steps[1], "flush " + spool_.temp() + "/");
+  EXPECT_EQ(steps[2], "name");
+  EXPECT_EQ(steps[3], "flush " + spool_.temp() + "/");
+}
+
 TEST_F(Counter, FailingCallsGiveNoNumberAndLeaveNoOtherFile) {
-  for (const Call call : {Call::kOpen, Call::kStat, Call::kRead, Call::kWrite}) {
+  for (const Call call :
+       {Call::kOpen, Call::kStat, Call::kRead, Call::kWrite, Call::kFlush, Call::kRename}) {
     std::int32_t number = 0;
     testing::FailEachCall(
         call,

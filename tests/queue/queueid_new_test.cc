@@ -196,7 +196,8 @@ TEST_F(NewId, FailingCallsLeaveNoLockBehind) {
 
 TEST_F(NewId, WithoutMemoryNoLockIsLeftBehind) {
   TextPtr path;
-  FailEachAllocation([&] { path = Draw(); },
+  const std::string directory = queue();
+  FailEachAllocation([&] { path = DrawIn(directory); },
                      [&](bool failed) {
                        if (!failed) {
                          ASSERT_NE(path, nullptr);

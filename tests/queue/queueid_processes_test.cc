@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "platform/os/process.h"
 #include "queue/queueid_support.h"
 #include "support/two_processes.h"
 
@@ -54,8 +55,7 @@ class Processes : public ::testing::Test {
   int DrawAll(Drawn* drawn, int processes) {
     if (InitQOBDll_NOMQ("drawer") != 1) return 1;
     ++drawn->started;
-    while (drawn->started < processes) {
-    }
+    while (drawn->started < processes) os::SleepMs(1);
     MesgHandle db{};
     if (OpenMesgFile(nullptr, &db) != 0) return 2;
     while (drawn->total.fetch_add(1) < kIds) {

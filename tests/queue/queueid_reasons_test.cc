@@ -1,4 +1,6 @@
 // The reasons of a message: appended one by one, read as a chain.
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -160,6 +162,20 @@ TEST_F(Reasons, AFileWithoutAnEndStaysOpenUnderTheHandleInTheLog) {
   EXPECT_EQ(error, ESPIPE);
   EXPECT_EQ(Add("third\n"), -1) << "still open for writing";
   EXPECT_EQ(fileclose(handle), 1);
+  EXPECT_EQ(Add("third\n"), 0);
+  EXPECT_EQ(Lines(), (Texts{"first\n", "third\n"}));
+}
+
+TEST_F(Reasons, OfATextThatDoesNotFitNothingIsKept) {
+  ASSERT_EQ(Add("first\n"), 0);
+  EXPECT_EQ(InChild([&] {
+              signal(SIGXFSZ, SIG_IGN);
+              const rlimit limit{12, 12};
+              if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+              return Add("second and more\n") == -1 ? 0 : 2;
+            }),
+            0);
+  EXPECT_EQ(TempSpool::Read(file()), "first\n");
   EXPECT_EQ(Add("third\n"), 0);
   EXPECT_EQ(Lines(), (Texts{"first\n", "third\n"}));
 }

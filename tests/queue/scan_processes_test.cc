@@ -6,6 +6,7 @@
 #include <set>
 
 #include "platform/btrieve/block_file.h"
+#include "platform/os/process.h"
 #include "queue/queueid_support.h"
 #include "support/two_processes.h"
 
@@ -78,7 +79,10 @@ class ScanBeside : public ::testing::Test {
     MesgHandle db{};
     if (!Start(&db)) return 1;
     while (!progress_->stop) {
-      if (progress_->inserted > progress_->deleted + 200) continue;
+      if (progress_->inserted > progress_->deleted + 200) {
+        os::SleepMs(1);
+        continue;
+      }
       const TextPtr path(GetNewQueueId(queue_.c_str(), &db));
       if (!path || !Write(path.get(), &db)) return 2;
       if (DeleteLockFile(path.get()) != 0) return 3;

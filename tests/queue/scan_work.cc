@@ -49,7 +49,7 @@ bool PrepareElsewhere(char** arguments) {
   char* words[] = {arguments[0], arguments[1], arguments[2], prepare.data(), nullptr};
   pid_t child = 0;
   int status = 0;
-  return posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, words, environ) == 0 &&
+  return posix_spawn(&child, arguments[0], nullptr, nullptr, words, environ) == 0 &&
          waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
