@@ -35,13 +35,19 @@ FlatTable::FlatTable(std::vector<Column> columns) : columns_(std::move(columns))
 }
 
 void FlatTable::Cell(std::string_view text) {
-  const std::size_t start = text_.size();
-  AppendVisible(text, &text_);
-  const std::size_t bytes = text_.size() - start;
-  const std::size_t width = Width(std::string_view(text_).substr(start));
+  std::size_t bytes = text.size();
+  std::size_t width = bytes;
+  if (std::all_of(text.begin(), text.end(), IsPrintable)) {
+    text_ += text;
+  } else {
+    const std::string visible = Visible(text);
+    text_ += visible;
+    bytes = visible.size();
+    width = Width(visible);
+  }
   cells_.push_back({static_cast<std::uint32_t>(bytes), static_cast<std::uint32_t>(width), false});
   widths_[next_column_] = std::max(widths_[next_column_], width);
-  next_column_ = (next_column_ + 1) % columns_.size();
+  if (++next_column_ == columns_.size()) next_column_ = 0;
 }
 
 void FlatTable::Note(std::string_view text) {
@@ -51,39 +57,47 @@ void FlatTable::Note(std::string_view text) {
 }
 
 void FlatTable::AppendCell(std::size_t column, std::string_view text, std::size_t width,
-                           std::string* line) const {
+                           std::string* out) const {
   const std::size_t blanks = widths_[column] - width;
   const bool last = column + 1 == columns_.size();
-  if (columns_[column].right) line->append(blanks, ' ');
-  *line += text;
-  if (last) return;
-  line->append(kGap + (columns_[column].right ? 0 : blanks), ' ');
+  if (columns_[column].right) out->append(blanks, ' ');
+  *out += text;
+  if (!last) out->append(kGap + (columns_[column].right ? 0 : blanks), ' ');
+}
+
+void FlatTable::AppendHead(const Paint& paint, std::size_t line_width, std::string* out) const {
+  std::string line;
+  for (std::size_t i = 0; i < columns_.size(); ++i)
+    AppendCell(i, columns_[i].head, Width(columns_[i].head), &line);
+  EndLine(0, line_width, &line);
+  line.pop_back();
+  *out += paint.Bold(line) + "\n";
+}
+
+void FlatTable::EndLine(std::size_t start, std::size_t line_width, std::string* out) const {
+  if (line_width > 0 && out->size() - start > line_width)
+    out->resize(start + Cut(std::string_view(*out).substr(start), line_width).size());
+  while (out->size() > start && out->back() == ' ') out->pop_back();
+  *out += '\n';
 }
 
 void FlatTable::Append(const Paint& paint, std::size_t line_width, std::string* out) const {
-  std::string line;
-  const auto end_line = [&](bool head) {
-    const std::string_view shown = line_width == 0 ? std::string_view(line) : Cut(line, line_width);
-    const std::string_view text = shown.substr(0, shown.find_last_not_of(' ') + 1);
-    *out += head ? paint.Bold(std::string(text)) : text;
-    *out += '\n';
-    line.clear();
-  };
-  for (std::size_t i = 0; i < columns_.size(); ++i)
-    AppendCell(i, columns_[i].head, Width(columns_[i].head), &line);
-  end_line(true);
+  AppendHead(paint, line_width, out);
   std::size_t column = 0;
+  std::size_t start = out->size();
   std::string_view left = text_;
   for (const Extent& cell : cells_) {
     const std::string_view text = left.substr(0, cell.bytes);
     left.remove_prefix(cell.bytes);
     if (cell.note) {
-      line += text;
+      *out += text;
     } else {
-      AppendCell(column, text, cell.width, &line);
-      column = (column + 1) % columns_.size();
+      AppendCell(column, text, cell.width, out);
+      if (++column == columns_.size()) column = 0;
     }
-    if (column == 0) end_line(false);
+    if (column != 0) continue;
+    EndLine(start, line_width, out);
+    start = out->size();
   }
 }
 

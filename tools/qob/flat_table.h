@@ -38,9 +38,10 @@ class FlatTable {
     bool note;
   };
 
-  void AppendSafe(std::string_view text);
+  void AppendHead(const Paint& paint, std::size_t line_width, std::string* out) const;
   void AppendCell(std::size_t column, std::string_view text, std::size_t width,
-                  std::string* line) const;
+                  std::string* out) const;
+  void EndLine(std::size_t start, std::size_t line_width, std::string* out) const;
 
   std::vector<Column> columns_;
   std::vector<std::size_t> widths_;

@@ -1,5 +1,6 @@
 #include "json_writer.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -9,6 +10,8 @@ namespace cli {
 namespace {
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
+constexpr std::size_t kLeastBlock = 64 * 1024;
+constexpr std::size_t kLongestNumber = 20;
 
 // Characters that stand for themselves.
 constexpr std::array<bool, 256> MakePlain() {
@@ -19,11 +22,6 @@ constexpr std::array<bool, 256> MakePlain() {
 constexpr std::array<bool, 256> kPlain = MakePlain();
 
 bool IsPlain(char c) { return kPlain[static_cast<unsigned char>(c)]; }
-
-void AppendHex(std::uint32_t unit, std::string* out) {
-  *out += "\\u";
-  for (int shift = 12; shift >= 0; shift -= 4) *out += "0123456789abcdef"[unit >> shift & 15];
-}
 
 char ShortEscape(std::uint32_t code) {
   switch (code) {
@@ -45,47 +43,69 @@ char ShortEscape(std::uint32_t code) {
   }
 }
 
-void AppendEscape(std::uint32_t code, std::string* out) {
+}  // namespace
+
+void JsonWriter::Grow(std::size_t bytes) {
+  const std::size_t capacity = std::max({kLeastBlock, 2 * capacity_, size_ + bytes});
+  // Left as it comes from the heap: every byte is written before it is read.
+  std::unique_ptr<char[]> larger(new char[capacity]);
+  if (size_ > 0) std::memcpy(larger.get(), block_.get(), size_);
+  block_ = std::move(larger);
+  capacity_ = capacity;
+}
+
+void JsonWriter::PutHex(std::uint32_t unit) {
+  Put("\\u");
+  for (int shift = 12; shift >= 0; shift -= 4) Put("0123456789abcdef"[unit >> shift & 15]);
+}
+
+void JsonWriter::PutEscape(std::uint32_t code) {
   const char short_escape = ShortEscape(code);
   if (short_escape != '\0') {
-    *out += '\\';
-    *out += short_escape;
+    Put('\\');
+    Put(short_escape);
   } else if (code < 0x10000) {
-    AppendHex(code, out);
+    PutHex(code);
   } else {
-    AppendHex(0xD7C0 + (code >> 10), out);
-    AppendHex(0xDC00 + (code & 0x3FF), out);
+    PutHex(0xD7C0 + (code >> 10));
+    PutHex(0xDC00 + (code & 0x3FF));
   }
 }
 
-}  // namespace
-
-bool AppendJsonText(std::string_view bytes, std::string* out) {
+bool JsonWriter::PutEscaped(std::string_view bytes) {
   bool valid = true;
   while (!bytes.empty()) {
+    char* const room = Room(bytes.size());
     std::size_t run = 0;
-    while (run < bytes.size() && IsPlain(bytes[run])) ++run;
-    out->append(bytes.data(), run);
+    for (; run < bytes.size() && IsPlain(bytes[run]); ++run) room[run] = bytes[run];
+    size_ += run;
     bytes.remove_prefix(run);
     if (bytes.empty()) break;
     const Utf8Step step = NextCharacter(bytes);
     valid = valid && step.valid;
-    AppendEscape(step.valid ? step.code : kReplacement, out);
+    PutEscape(step.valid ? step.code : kReplacement);
     bytes.remove_prefix(step.length);
   }
   return valid;
 }
 
 void JsonWriter::Comma() {
-  if (!first_) out_ += ',';
+  if (!first_) Put(',');
   first_ = false;
 }
 
-void JsonWriter::Name(std::string_view name) {
-  Comma();
-  out_ += '"';
-  out_ += name;
-  out_ += "\":";
+void JsonWriter::Name(std::string_view name, std::string_view then) {
+  constexpr std::size_t kSigns = 4;
+  char* at = Room(name.size() + then.size() + kSigns);
+  char* const start = at;
+  if (!first_) *at++ = ',';
+  first_ = false;
+  *at++ = '"';
+  at = std::copy(name.begin(), name.end(), at);
+  *at++ = '"';
+  *at++ = ':';
+  at = std::copy(then.begin(), then.end(), at);
+  size_ += static_cast<std::size_t>(at - start);
 }
 
 void JsonWriter::BeginLine(std::string_view schema) {
@@ -96,55 +116,51 @@ void JsonWriter::BeginLine(std::string_view schema) {
 
 void JsonWriter::EndLine() {
   End();
-  out_ += '\n';
+  Put('\n');
 }
 
 void JsonWriter::Begin() {
   Comma();
-  out_ += '{';
+  Put('{');
   first_ = true;
 }
 
 void JsonWriter::BeginMember(std::string_view name) {
-  Name(name);
-  out_ += '{';
+  Name(name, "{");
   first_ = true;
 }
 
 void JsonWriter::End() {
-  out_ += '}';
+  Put('}');
   first_ = false;
 }
 
 void JsonWriter::BeginList(std::string_view name) {
-  Name(name);
-  out_ += '[';
+  Name(name, "[");
   first_ = true;
 }
 
 void JsonWriter::EndList() {
-  out_ += ']';
+  Put(']');
   first_ = false;
 }
 
 void JsonWriter::Text(std::string_view name, std::string_view bytes) {
-  Name(name);
-  out_ += '"';
-  const bool valid = AppendJsonText(bytes, &out_);
-  out_ += '"';
+  Name(name, "\"");
+  const bool valid = PutEscaped(bytes);
+  Put('"');
   if (valid) return;
-  out_ += ",\"";
-  out_ += name;
-  out_ += "_base64\":\"";
-  out_ += Base64(bytes);
-  out_ += '"';
+  Put(",\"");
+  Put(name);
+  Put("_base64\":\"");
+  Put(Base64(bytes));
+  Put('"');
 }
 
 void JsonWriter::Number(std::string_view name, std::int64_t value) {
-  Name(name);
-  std::array<char, 24> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-  out_.append(digits.data(), end);
+  Name(name, "");
+  char* const room = Room(kLongestNumber);
+  size_ += static_cast<std::size_t>(std::to_chars(room, room + kLongestNumber, value).ptr - room);
 }
 
 void JsonWriter::NumberIf(std::string_view name, bool known, std::int64_t value) {
@@ -155,21 +171,15 @@ void JsonWriter::NumberIf(std::string_view name, bool known, std::int64_t value)
   }
 }
 
-void JsonWriter::Switch(std::string_view name, bool value) {
-  Name(name);
-  out_ += value ? "true" : "false";
-}
+void JsonWriter::Switch(std::string_view name, bool value) { Name(name, value ? "true" : "false"); }
 
-void JsonWriter::Null(std::string_view name) {
-  Name(name);
-  out_ += "null";
-}
+void JsonWriter::Null(std::string_view name) { Name(name, "null"); }
 
 void JsonWriter::TextItem(std::string_view bytes) {
   Comma();
-  out_ += '"';
-  AppendJsonText(bytes, &out_);
-  out_ += '"';
+  Put('"');
+  PutEscaped(bytes);
+  Put('"');
 }
 
 }  // namespace cli

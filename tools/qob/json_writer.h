@@ -1,17 +1,25 @@
-// JSON Lines for long lists: appends to one text, keeps nothing and asks the heap for nothing else.
-// What it writes is byte for byte what json_line.h writes of the same members.
+// JSON Lines for long lists: appends to one block of text and asks the heap for nothing else. What
+// it writes is byte for byte what json_line.h writes of the same members.
 #ifndef TOOLS_QOB_JSON_WRITER_H
 #define TOOLS_QOB_JSON_WRITER_H
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
+#include <cstring>
+#include <memory>
 #include <string_view>
 
 namespace cli {
 
 class JsonWriter {
  public:
-  explicit JsonWriter(std::string* out) : out_(*out) {}
+  JsonWriter() = default;
+  JsonWriter(const JsonWriter&) = delete;
+  JsonWriter& operator=(const JsonWriter&) = delete;
+
+  // What was written since Clear.
+  std::string_view text() const { return {block_.get(), size_}; }
+  void Clear() { size_ = 0; }
 
   // A line: an object whose first member names its schema.
   void BeginLine(std::string_view schema);
@@ -34,16 +42,30 @@ class JsonWriter {
   void TextItem(std::string_view bytes);
 
  private:
-  void Name(std::string_view name);
+  void Grow(std::size_t bytes);
+  // Room for so many bytes more, where they begin.
+  char* Room(std::size_t bytes) {
+    if (capacity_ - size_ < bytes) Grow(bytes);
+    return block_.get() + size_;
+  }
+  void Put(char c) { *Room(1) = c, ++size_; }
+  void Put(std::string_view text) {
+    std::memcpy(Room(text.size()), text.data(), text.size());
+    size_ += text.size();
+  }
+  // A comma where one is due, the name, and how its value begins.
+  void Name(std::string_view name, std::string_view then);
   void Comma();
+  // The bytes as they stand between quotes; malformed ones become U+FFFD. False when there was one.
+  bool PutEscaped(std::string_view bytes);
+  void PutEscape(std::uint32_t code);
+  void PutHex(std::uint32_t unit);
 
-  std::string& out_;
+  std::unique_ptr<char[]> block_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
   bool first_ = true;  // nothing stands before in the object or list at hand
 };
-
-// Appends the bytes as they stand between the quotes of a JSON text; malformed ones become U+FFFD.
-// True when there was none.
-bool AppendJsonText(std::string_view bytes, std::string* out);
 
 }  // namespace cli
 

@@ -15,8 +15,8 @@ struct TerminalExtent {
 // 80 x 24 where the terminal does not tell.
 TerminalExtent TerminalSize(int descriptor);
 
-// Takes the whole terminal that standard output is, and the keys of standard input where that is one
-// too. The old picture and modes come back with the end of the object, and while the process is
+// Takes the whole terminal that standard output is, and the keys of standard input where that is
+// one too. The old picture and modes come back with the end of the object, and while the process is
 // stopped from the keyboard.
 class FullScreen {
  public:

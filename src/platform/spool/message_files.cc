@@ -1,5 +1,6 @@
 #include "platform/spool/message_files.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -31,41 +32,64 @@ int MessageFiles::Open(std::string_view directory) {
   auto opened = os::DirectoryView::Open(directory);
   if (!opened) return opened.error;
   view_ = std::move(opened.value);
-  seen_.clear();
+  entries_.clear();
   const int error = view_.ForEachName([this](const char* name) {
-    const auto id = IdOfName(name);
-    if (!id.has_value()) return true;
-    const char* const extension = name + kDigits;
-    if (std::strcmp(extension, kMessageFile) == 0) seen_[*id] |= kMessage;
-    if (std::strcmp(extension, kLockFile) == 0) seen_[*id] |= kLock;
-    if (std::strcmp(extension, kReasonFile) == 0) seen_[*id] |= kReasons;
+    Add(name);
     return true;
   });
+  std::sort(entries_.begin(), entries_.end(),
+            [](const Entry& a, const Entry& b) { return a.id < b.id; });
+  std::size_t kept = 0;
+  for (const Entry& entry : entries_) {
+    if (kept > 0 && entries_[kept - 1].id == entry.id) {
+      entries_[kept - 1].kinds |= entry.kinds;
+    } else {
+      entries_[kept++] = entry;
+    }
+  }
+  entries_.resize(kept);
   good_ = error == 0;
   return error;
 }
 
-bool MessageFiles::Has(std::uint32_t id, std::uint8_t kind) const {
-  const auto found = seen_.find(id);
-  return found != seen_.end() && (found->second & kind) != 0;
+void MessageFiles::Add(const char* name) {
+  const auto id = IdOfName(name);
+  if (!id.has_value()) return;
+  const char* const extension = name + kDigits;
+  if (std::strcmp(extension, kMessageFile) == 0) entries_.push_back({*id, kMessage, kNotLooked});
+  if (std::strcmp(extension, kLockFile) == 0) entries_.push_back({*id, kLock, kNotLooked});
 }
 
-std::optional<os::FileStatus> MessageFiles::Look(std::uint32_t id, const char* extension) const {
+void MessageFiles::LookAtAll() {
+  for (Entry& entry : entries_) {
+    if ((entry.kinds & kMessage) != 0) entry.size = LookAtSize(entry.id).value_or(kNotLooked);
+  }
+}
+
+const MessageFiles::Entry* MessageFiles::Find(std::uint32_t id) const {
+  const auto found =
+      std::lower_bound(entries_.begin(), entries_.end(), id,
+                       [](const Entry& entry, std::uint32_t wanted) { return entry.id < wanted; });
+  return found != entries_.end() && found->id == id ? &*found : nullptr;
+}
+
+bool MessageFiles::Has(std::uint32_t id, std::uint8_t kind) const {
+  const Entry* const entry = Find(id);
+  return entry != nullptr && (entry->kinds & kind) != 0;
+}
+
+std::optional<std::int64_t> MessageFiles::LookAtSize(std::uint32_t id) const {
   char name[kDigits + kExtension + 1];
-  WriteName(id, extension, name);
+  WriteName(id, kMessageFile, name);
   const auto status = view_.Status(name);
-  return status ? std::optional(status.value) : std::nullopt;
+  if (!status || status.value.kind != os::FileKind::kFile) return std::nullopt;
+  return status.value.size;
 }
 
 std::optional<std::int64_t> MessageFiles::Size(std::uint32_t id) const {
-  if (!HasMessage(id)) return std::nullopt;
-  const auto status = Look(id, kMessageFile);
-  if (!status.has_value() || status->kind != os::FileKind::kFile) return std::nullopt;
-  return status->size;
-}
-
-std::optional<os::FileStatus> MessageFiles::Lock(std::uint32_t id) const {
-  return IsLocked(id) ? Look(id, kLockFile) : std::nullopt;
+  const Entry* const entry = Find(id);
+  if (entry != nullptr && entry->size != kNotLooked) return entry->size;
+  return LookAtSize(id);
 }
 
 }  // namespace qob::spool

@@ -1,10 +1,10 @@
 // What lies in a queue directory beside each id: read in one pass over its names, so that looking
-// at many messages costs one look at each file and nothing for those that have none.
+// at many messages costs one look at each file and nothing for locks.
 #pragma once
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "platform/os/file_status.h"
 #include "platform/os/result.h"
@@ -17,27 +17,33 @@ class MessageFiles {
   int Open(std::string_view directory);
   // The directory was opened and read.
   bool good() const { return good_; }
+  // Sizes of all message files at once; those of later calls of Size come from here.
+  void LookAtAll();
 
-  bool HasMessage(std::uint32_t id) const { return Has(id, kMessage); }
   bool IsLocked(std::uint32_t id) const { return Has(id, kLock); }
-  bool HasReasons(std::uint32_t id) const { return Has(id, kReasons); }
-
-  // Bytes of the message's file; nothing when there is none or it cannot be looked at.
+  // Bytes of the message's file; nothing when there is none or it cannot be looked at. A file that
+  // came after Open is found too.
   std::optional<std::int64_t> Size(std::uint32_t id) const;
-  // Its lock, likewise.
-  std::optional<os::FileStatus> Lock(std::uint32_t id) const;
 
  private:
   static constexpr std::uint8_t kMessage = 1;
   static constexpr std::uint8_t kLock = 2;
-  static constexpr std::uint8_t kReasons = 4;
 
+  struct Entry {
+    std::uint32_t id = 0;
+    std::uint8_t kinds = 0;
+    std::int64_t size = kNotLooked;
+  };
+  static constexpr std::int64_t kNotLooked = -1;
+
+  void Add(const char* name);
+  const Entry* Find(std::uint32_t id) const;
   bool Has(std::uint32_t id, std::uint8_t kind) const;
-  std::optional<os::FileStatus> Look(std::uint32_t id, const char* extension) const;
+  std::optional<std::int64_t> LookAtSize(std::uint32_t id) const;
 
   bool good_ = false;
   os::DirectoryView view_;
-  std::unordered_map<std::uint32_t, std::uint8_t> seen_;
+  std::vector<Entry> entries_;  // by id, each once
 };
 
 }  // namespace qob::spool

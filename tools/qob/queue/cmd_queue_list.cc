@@ -3,6 +3,7 @@
 #include "../output.h"
 #include "../system.h"
 #include "../system_terminal.h"
+#include "files_ahead.h"
 #include "list.h"
 #include "list_json.h"
 #include "order.h"
@@ -14,7 +15,8 @@ namespace {
 
 constexpr int kStandardOutput = 1;
 
-void PrintTable(const Arguments& arguments, std::span<queue::Message* const> messages, std::int64_t now) {
+void PrintTable(const Arguments& arguments, std::span<queue::Message* const> messages,
+                std::int64_t now) {
   queue::ListStyle style;
   style.terminal = sys::IsTerminal(kStandardOutput);
   style.recipients = arguments.Has("--recipients");
@@ -28,7 +30,11 @@ void PrintTable(const Arguments& arguments, std::span<queue::Message* const> mes
 ExitCode RunQueueList(const Arguments& arguments) {
   const queue::Operands operands = queue::ReadOperands(arguments.operands);
   const queue::OpenQueue queue(arguments, queue::Access::kRead);
+  const bool all = operands.ids.empty() && operands.filter.empty() && !arguments.Has("--limit");
+  std::future<queue::FilesOfPlaces> ahead;
+  if (all) ahead = queue::LookAhead(queue);
   queue::Snapshot snapshot(queue);
+  if (all) snapshot.TakeFiles(ahead.get());
   queue::Selection selection = queue::Choose(queue, &snapshot, operands);
   if (queue::SortsByFiles(arguments)) snapshot.LookAtFiles(queue, selection.messages);
   queue::Arrange(arguments, &selection.messages);

@@ -14,8 +14,7 @@ constexpr const char* kSchema = "qob.queue-reasons/1";
 
 void PrintJson(const queue::OpenQueue& queue, const queue::Message& message,
                const queue::Reasons& reasons) {
-  std::string text;
-  JsonWriter line(&text);
+  JsonWriter line;
   line.BeginLine(kSchema);
   line.Text("queue", queue.places()[message.home].path);
   line.Text("id", queue::IdText(message.id));
@@ -27,7 +26,7 @@ void PrintJson(const queue::OpenQueue& queue, const queue::Message& message,
     line.Null("reasons");
   }
   line.EndLine();
-  Out().Write(text);
+  Out().Write(line.text());
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace cli {
 namespace {
 
 constexpr const char* kSchema = "qob.queue-recipients/1";
-constexpr std::size_t kBlockBytes = 32 * 1024;
+constexpr std::size_t kBlockBytes = 256 * 1024;
 
 // Calls with every message and recipient that the options leave.
 template <class Visit>
@@ -25,8 +25,7 @@ void ForEachRecipient(const Arguments& arguments, const queue::Selection& select
 
 void PrintJson(const Arguments& arguments, const queue::OpenQueue& queue,
                const queue::Selection& selection) {
-  std::string block;
-  JsonWriter line(&block);
+  JsonWriter line;
   ForEachRecipient(arguments, selection,
                    [&](const queue::Message& message, const queue::Recipient& recipient) {
                      line.BeginLine(kSchema);
@@ -39,22 +38,21 @@ void PrintJson(const Arguments& arguments, const queue::OpenQueue& queue,
                      line.Text("third_text", recipient.third_text);
                      line.Number("notify_flags", recipient.notify_flags);
                      line.EndLine();
-                     if (block.size() < kBlockBytes) return;
-                     Out().Write(block);
-                     block.clear();
+                     if (line.text().size() < kBlockBytes) return;
+                     Out().Write(line.text());
+                     line.Clear();
                    });
-  Out().Write(block);
+  Out().Write(line.text());
 }
 
 void PrintTable(const Arguments& arguments, const queue::Selection& selection) {
   FlatTable table({{"id"}, {"recipient"}, {"state"}});
-  ForEachRecipient(arguments, selection,
-                   [&](const queue::Message& message, const queue::Recipient& recipient) {
-                     table.Cell(queue::IdText(message.id));
-                     table.Cell(recipient.address);
-                     table.Cell(recipient.pending() ? std::string_view("pending")
-                                                    : recipient.state.view());
-                   });
+  ForEachRecipient(
+      arguments, selection, [&](const queue::Message& message, const queue::Recipient& recipient) {
+        table.Cell(queue::IdText(message.id));
+        table.Cell(recipient.address);
+        table.Cell(recipient.pending() ? std::string_view("pending") : recipient.state.view());
+      });
   table.Print(Paint("never"), 0);
 }
 

@@ -87,9 +87,8 @@ void Shape::AddTo(Row* row, const queue::Message& message) const {
 
 void Shape::Sort(std::size_t limit) {
   for (const auto& domain : domains_) sorted_.push_back(&domain);
-  std::stable_sort(sorted_.begin(), sorted_.end(), [](const auto* a, const auto* b) {
-    return a->second.total > b->second.total;
-  });
+  std::stable_sort(sorted_.begin(), sorted_.end(),
+                   [](const auto* a, const auto* b) { return a->second.total > b->second.total; });
   if (sorted_.size() > limit) sorted_.resize(limit);
 }
 
@@ -136,11 +135,10 @@ void Shape::AppendJson(const std::string* domain, const Row& row, JsonWriter* li
 }
 
 void Shape::PrintJson() const {
-  std::string text;
-  JsonWriter line(&text);
+  JsonWriter line;
   AppendJson(nullptr, total_, &line);
   for (const auto* row : sorted_) AppendJson(&row->first, row->second, &line);
-  Out().Write(text);
+  Out().Write(line.text());
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ constexpr const char* kSchema = "qob.queue-show/1";
 
 // What lies around the records.
 struct Surroundings {
-  std::string base;  // path without an extension
+  std::string base;                       // path without an extension
   std::optional<queue::LockHolder> lock;  // nothing: it cannot be seen
   queue::Reasons reasons;
   std::vector<std::string> channels;
@@ -65,15 +65,15 @@ void PutLock(const Surroundings& around, JsonWriter* line) {
   if (!around.lock.has_value() || !around.lock->stands) return line->Null("lock");
   line->BeginMember("lock");
   line->Text("owner", around.lock->owner);
-  queue::PutMoment("since", around.lock->since, line);
+  queue::PutMoment("since", "since_seconds", around.lock->since, line);
   line->Number("age", around.lock->age);
   line->Switch("stale", around.lock->stale);
   line->End();
 }
 
-void PrintJson(const queue::OpenQueue& queue, const queue::Message& message, const Surroundings& around) {
-  std::string text;
-  JsonWriter line(&text);
+void PrintJson(const queue::OpenQueue& queue, const queue::Message& message,
+               const Surroundings& around) {
+  JsonWriter line;
   line.BeginLine(kSchema);
   queue::PutMessage(queue, message, &line);
   line.Number("first_option", message.first_option);
@@ -93,7 +93,7 @@ void PrintJson(const queue::OpenQueue& queue, const queue::Message& message, con
     line.Null("reasons");
   }
   line.EndLine();
-  Out().Write(text);
+  Out().Write(line.text());
 }
 
 // ---- for people ----
@@ -152,8 +152,8 @@ void ShowSettings(const queue::Message& message, std::int64_t now) {
   Show("option text", message.option_text);
 }
 
-void PrintText(const queue::OpenQueue& queue, const queue::Message& message, const Surroundings& around,
-               std::int64_t now) {
+void PrintText(const queue::OpenQueue& queue, const queue::Message& message,
+               const Surroundings& around, std::int64_t now) {
   Out().Line(queue::IdText(message.id));
   Show("queue", queue.places()[message.home].path);
   Show("directory", message.directory);

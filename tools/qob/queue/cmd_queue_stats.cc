@@ -7,6 +7,7 @@
 #include "../json_writer.h"
 #include "../output.h"
 #include "../utf8.h"
+#include "files_ahead.h"
 #include "number_option.h"
 #include "result_code.h"
 #include "selection.h"
@@ -75,8 +76,7 @@ void PutTally(const Tally& tally, std::int64_t now, JsonWriter* line) {
 }
 
 void PrintJson(const Report& report) {
-  std::string text;
-  JsonWriter line(&text);
+  JsonWriter line;
   line.BeginLine(kSchema);
   PutTally(report.counts.all, report.now, &line);
   line.Number("orphan_recipients", Signed(report.orphans));
@@ -100,7 +100,7 @@ void PrintJson(const Report& report) {
   }
   line.EndList();
   line.EndLine();
-  Out().Write(text);
+  Out().Write(line.text());
 }
 
 // ---- the text format of monitoring systems ----
@@ -180,9 +180,7 @@ void PrintPrometheus(const Report& report) {
 
 std::string Shown(MaybeNumber number) { return number.has_value() ? std::to_string(*number) : "-"; }
 
-std::string ShownAge(MaybeNumber age) {
-  return age.has_value() ? queue::DurationText(*age) : "-";
-}
+std::string ShownAge(MaybeNumber age) { return age.has_value() ? queue::DurationText(*age) : "-"; }
 
 void AddRow(std::string_view name, const Tally& tally, std::int64_t now, FlatTable* table) {
   table->Cell(name);
@@ -228,9 +226,10 @@ ExitCode RunQueueStats(const Arguments& arguments) {
   const queue::Operands operands = queue::ReadOperands(arguments.operands);
   const std::size_t limit = queue::NumberOption(arguments, "--limit", SIZE_MAX, 0, SIZE_MAX);
   const queue::OpenQueue queue(arguments, queue::Access::kRead);
+  std::future<queue::FilesOfPlaces> ahead = queue::LookAhead(queue);
   queue::Snapshot snapshot(queue);
+  snapshot.TakeFiles(ahead.get());
   const queue::Selection selection = queue::Choose(queue, &snapshot, operands);
-  snapshot.LookAtFiles(queue, selection.messages);
   Report report;
   report.counts = queue::CountMessages(queue, selection.messages);
   report.domains = TopDomains(report.counts, limit);

@@ -26,9 +26,9 @@ class Watch {
       : arguments_(arguments),
         queue_(queue),
         operands_(queue::ReadOperands(arguments.operands)),
-        interval_(
-            static_cast<std::int64_t>(queue::NumberOption(arguments, "--interval", 2, 1, kDaySeconds)) *
-            1000),
+        interval_(static_cast<std::int64_t>(
+                      queue::NumberOption(arguments, "--interval", 2, 1, kDaySeconds)) *
+                  1000),
         count_(queue::NumberOption(arguments, "--count", kNoEnd, 1, SIZE_MAX)) {}
 
   std::size_t count() const { return count_; }
@@ -39,7 +39,7 @@ class Watch {
   struct Look {
     explicit Look(const queue::OpenQueue& queue) : snapshot(queue) {}
     queue::Snapshot snapshot;
-    queue::Selection all;                  // what the operands choose
+    queue::Selection all;                   // what the operands choose
     std::vector<queue::Message*> arranged;  // in the order asked for, cut to the limit
   };
 

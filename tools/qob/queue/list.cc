@@ -70,7 +70,11 @@ FlatTable ListTable(std::span<Message* const> messages, std::int64_t now, const 
     table.Cell(message->sender.empty() ? std::string_view("-") : message->sender.view());
     table.Cell(CountCell(*message));
     table.Cell(FirstRecipient(*message));
-    table.Cell(StatusCell(*message));
+    if (message->state.empty() && !message->locked) {
+      table.Cell(message->status);
+    } else {
+      table.Cell(StatusCell(*message));
+    }
     if (style.recipients) AddRecipients(*message, &table);
   }
   return table;

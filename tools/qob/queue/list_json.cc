@@ -1,7 +1,5 @@
 #include "list_json.h"
 
-#include <string>
-
 #include "../output.h"
 #include "message_json.h"
 
@@ -9,14 +7,12 @@ namespace cli::queue {
 namespace {
 
 constexpr const char* kSchema = "qob.queue-list/1";
-constexpr std::size_t kBlockBytes = 32 * 1024;
+constexpr std::size_t kBlockBytes = 256 * 1024;
 
 }  // namespace
 
 void PrintListJson(const OpenQueue& queue, std::span<Message* const> messages) {
-  std::string block;
-  block.reserve(2 * kBlockBytes);
-  JsonWriter line(&block);
+  JsonWriter line;
   for (const Message* const message : messages) {
     line.BeginLine(kSchema);
     PutMessage(queue, *message, &line);
@@ -29,11 +25,11 @@ void PrintListJson(const OpenQueue& queue, std::span<Message* const> messages) {
     }
     line.EndList();
     line.EndLine();
-    if (block.size() < kBlockBytes) continue;
-    Out().Write(block);
-    block.clear();
+    if (line.text().size() < kBlockBytes) continue;
+    Out().Write(line.text());
+    line.Clear();
   }
-  Out().Write(block);
+  Out().Write(line.text());
 }
 
 }  // namespace cli::queue

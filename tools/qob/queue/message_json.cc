@@ -1,7 +1,5 @@
 #include "message_json.h"
 
-#include <string>
-
 #include "times.h"
 
 namespace cli::queue {
@@ -15,17 +13,14 @@ void PutId(std::uint32_t id, JsonWriter* line) {
 
 }  // namespace
 
-void PutMoment(std::string_view name, std::int64_t seconds, JsonWriter* line) {
-  std::string seconds_name(name);
-  seconds_name += "_seconds";
+void PutMoment(std::string_view name, std::string_view seconds_name, std::int64_t seconds,
+               JsonWriter* line) {
   if (seconds == 0) {
     line->Null(name);
     line->Null(seconds_name);
     return;
   }
-  std::string text;
-  AppendUtc(seconds, &text);
-  line->Text(name, text);
+  line->Text(name, UtcText(seconds).view());
   line->Number(seconds_name, seconds);
 }
 
@@ -44,9 +39,9 @@ void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line
     line->Null("locked");
   }
   line->NumberIf("size", message.size != kUnknown, message.size);
-  PutMoment("created", message.created, line);
-  PutMoment("changed", message.changed, line);
-  PutMoment("retry", message.retry_at, line);
+  PutMoment("created", "created_seconds", message.created, line);
+  PutMoment("changed", "changed_seconds", message.changed, line);
+  PutMoment("retry", "retry_seconds", message.retry_at, line);
   line->Number("tries", message.tries);
   line->Number("part", message.part_number);
   line->Switch("delay_noticed", message.delay_noticed);

@@ -10,8 +10,9 @@
 
 namespace cli::queue {
 
-// "<name>": the moment as RFC 3339 text, "<name>_seconds": as a number; both null when not set.
-void PutMoment(std::string_view name, std::int64_t seconds, JsonWriter* line);
+// The moment as RFC 3339 text and as a number; both null when not set.
+void PutMoment(std::string_view name, std::string_view seconds_name, std::int64_t seconds,
+               JsonWriter* line);
 
 // Everything that qob.queue-list documents, the list of recipients excepted.
 void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line);

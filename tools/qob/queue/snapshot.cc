@@ -35,6 +35,21 @@ qob::spool::MessageFiles FilesOf(const Place& place) {
   return files;
 }
 
+// The record where it lies, or copied where it lies crooked.
+const MessageRecord& RecordIn(std::span<const std::byte> bytes, MessageRecord* copy) {
+  if (reinterpret_cast<std::uintptr_t>(bytes.data()) % alignof(MessageRecord) == 0)
+    return *reinterpret_cast<const MessageRecord*>(bytes.data());
+  std::memcpy(copy, bytes.data(), sizeof *copy);
+  return *copy;
+}
+
+void Take(const qob::spool::MessageFiles& files, Message* message) {
+  if (!files.good()) return;
+  message->files_known = true;
+  message->locked = files.IsLocked(message->id);
+  message->size = files.Size(message->id).value_or(kUnknown);
+}
+
 std::int64_t TimeOf(std::int32_t seconds) { return seconds > 0 ? seconds : 0; }
 
 }  // namespace
@@ -110,10 +125,10 @@ void SnapshotBuilder::Problem(std::int64_t number, const std::string& what) {
 }
 
 void SnapshotBuilder::Take(const qob::store::RecordFile::Seen& seen) {
-  MessageRecord record;
-  if (!seen.ok || seen.record.size() != sizeof record)
+  if (!seen.ok || seen.record.size() != sizeof(MessageRecord))
     return Problem(seen.number, "it is damaged: see 'qob queue check'");
-  std::memcpy(&record, seen.record.data(), sizeof record);
+  MessageRecord copy;
+  const MessageRecord& record = RecordIn(seen.record, &copy);
   const std::string_view key = FieldText(record.key);
   const auto id =
       key.size() == kKeyDigits + 1 ? qob::spool::ReadId(key.substr(0, kKeyDigits)) : std::nullopt;
@@ -234,13 +249,15 @@ void Snapshot::LookAtFiles(const OpenQueue& queue, std::span<Message* const> mes
   std::vector<std::optional<qob::spool::MessageFiles>> files(queue.places().size());
   for (Message* const message : messages) {
     if (message->files_known || message->holder < 0) continue;
-    auto& place = files[static_cast<std::size_t>(message->holder)];
-    if (!place.has_value())
-      place = FilesOf(queue.places()[static_cast<std::size_t>(message->holder)]);
-    if (!place->good()) continue;
-    message->files_known = true;
-    message->locked = place->IsLocked(message->id);
-    message->size = place->Size(message->id).value_or(kUnknown);
+    const auto holder = static_cast<std::size_t>(message->holder);
+    if (!files[holder].has_value()) files[holder] = FilesOf(queue.places()[holder]);
+    Take(*files[holder], message);
+  }
+}
+
+void Snapshot::TakeFiles(const std::vector<qob::spool::MessageFiles>& files) {
+  for (Message& message : messages_) {
+    if (message.holder >= 0) Take(files[static_cast<std::size_t>(message.holder)], &message);
   }
 }
 

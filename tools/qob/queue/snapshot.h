@@ -11,6 +11,7 @@
 
 #include "message.h"
 #include "open_queue.h"
+#include "platform/spool/message_files.h"
 
 namespace cli::queue {
 
@@ -42,6 +43,8 @@ class Snapshot {
 
   // Looks up the size of the message's file and whether it is locked, of these messages.
   void LookAtFiles(const OpenQueue& queue, std::span<Message* const> messages) const;
+  // The same of all messages, from what LookAhead found.
+  void TakeFiles(const std::vector<qob::spool::MessageFiles>& files);
 
  private:
   friend class SnapshotBuilder;

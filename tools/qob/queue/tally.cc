@@ -62,8 +62,7 @@ void Tally::Add(const Message& message) {
 }
 
 std::optional<std::int64_t> Tally::LockedIfKnown() const {
-  return locks_unknown > 0 ? std::nullopt
-                           : std::optional(static_cast<std::int64_t>(locked));
+  return locks_unknown > 0 ? std::nullopt : std::optional(static_cast<std::int64_t>(locked));
 }
 
 std::optional<std::int64_t> Tally::BytesIfKnown() const {

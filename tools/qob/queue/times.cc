@@ -32,10 +32,10 @@ Date DateOfDay(std::int64_t days) {
           day_of_year - (153 * march_month + 2) / 5 + 1};
 }
 
-void AppendDigits(std::int64_t value, int digits, std::string* out) {
-  std::int64_t unit = 1;
-  for (int i = 1; i < digits; ++i) unit *= 10;
-  for (; unit > 0; unit /= 10) *out += static_cast<char>('0' + value / unit % 10);
+char* PutTwo(std::int64_t value, char* at) {
+  at[0] = static_cast<char>('0' + value / 10 % 10);
+  at[1] = static_cast<char>('0' + value % 10);
+  return at + 2;
 }
 
 std::string Print(const char* format, auto... values) {
@@ -46,22 +46,25 @@ std::string Print(const char* format, auto... values) {
 
 }  // namespace
 
-void AppendUtc(std::int64_t seconds, std::string* out) {
+UtcText::UtcText(std::int64_t seconds) {
   const Date date = DateOfDay(seconds / kDaySeconds);
   const std::int64_t of_day = seconds % kDaySeconds;
-  AppendDigits(date.year, 4, out);
-  *out += '-';
-  AppendDigits(date.month, 2, out);
-  *out += '-';
-  AppendDigits(date.day, 2, out);
-  *out += 'T';
-  AppendDigits(of_day / 3600, 2, out);
-  *out += ':';
-  AppendDigits(of_day / 60 % 60, 2, out);
-  *out += ':';
-  AppendDigits(of_day % 60, 2, out);
-  *out += 'Z';
+  char* at = PutTwo(date.year / 100, text_);
+  at = PutTwo(date.year, at);
+  *at++ = '-';
+  at = PutTwo(date.month, at);
+  *at++ = '-';
+  at = PutTwo(date.day, at);
+  *at++ = 'T';
+  at = PutTwo(of_day / 3600, at);
+  *at++ = ':';
+  at = PutTwo(of_day / 60 % 60, at);
+  *at++ = ':';
+  at = PutTwo(of_day % 60, at);
+  *at = 'Z';
 }
+
+void AppendUtc(std::int64_t seconds, std::string* out) { *out += UtcText(seconds).view(); }
 
 std::string LocalText(std::int64_t seconds) {
   const std::time_t moment = seconds;

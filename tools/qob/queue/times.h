@@ -4,10 +4,19 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace cli::queue {
 
-// "2026-11-21T22:15:00Z", appended. Seconds since 1970, from 0 on.
+// "2026-11-21T22:15:00Z" of seconds since 1970, from 0 on, up to the year 9999.
+class UtcText {
+ public:
+  explicit UtcText(std::int64_t seconds);
+  std::string_view view() const { return {text_, sizeof text_}; }
+
+ private:
+  char text_[20];
+};
 void AppendUtc(std::int64_t seconds, std::string* out);
 // "2026-11-21 23:15:00 +0100" in the local zone.
 std::string LocalText(std::int64_t seconds);
