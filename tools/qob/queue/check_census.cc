@@ -110,7 +110,7 @@ void Census::TakeRecord(std::size_t place, std::int64_t number, const void* byte
   } else if (id && IsKind(key.back(), qob::spool::kRecipientKind)) {
     Of(*id);
   } else {
-    strange_.push_back({place, number, false, std::string(key)});
+    strange_.push_back({place, number, std::string(key)});
   }
 }
 
@@ -120,13 +120,23 @@ Status Census::ReadRecords(std::size_t place) {
     if (seen.ok && seen.record.size() == sizeof(MessageRecord)) {
       TakeRecord(place, seen.number, seen.record.data());
     } else {
-      strange_.push_back({place, seen.number, true, ""});
+      const std::optional<std::uint32_t> id = IdOf(seen.key);
+      if (id) Of(*id);
+      damaged_.push_back(
+          {place, seen.number, seen.version, id,
+           std::string(reinterpret_cast<const char*>(seen.stored.data()), seen.stored.size())});
     }
     return true;
   });
   if (status == qob::store::kOk) {
     status = database.AllMarks([&](const qob::store::Mark& mark) {
       Of(mark.id);
+      return true;
+    });
+  }
+  if (status == qob::store::kOk) {
+    status = database.AllNotes([&](std::uint32_t id) {
+      Of(id);
       return true;
     });
   }
@@ -142,6 +152,9 @@ std::vector<std::uint32_t> Census::Doubtful() const {
                        trace.file == trace.holder &&
                        (trace.reasons == kNowhere || trace.reasons == trace.holder);
     if (!whole) ids.push_back(id);
+  }
+  for (const DamagedRecord& record : damaged_) {
+    if (record.id) std::erase(ids, *record.id);
   }
   std::sort(ids.begin(), ids.end());
   return ids;

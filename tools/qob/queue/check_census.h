@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -19,8 +20,14 @@ class Census {
   struct StrangeRecord {
     std::size_t place = 0;
     std::int64_t number = 0;
-    bool damaged = false;
-    std::string key;  // of one that is not damaged
+    std::string key;
+  };
+  struct DamagedRecord {
+    std::size_t place = 0;
+    std::int64_t number = 0;
+    std::int64_t version = 0;
+    std::optional<std::uint32_t> id;  // by its key, which stands in an index
+    std::string stored;               // its bytes on disk
   };
   // Files of one directory that others than the owner may read or write.
   struct LooseFiles {
@@ -40,7 +47,7 @@ class Census {
   // Throws Failure when a database that is open cannot be read; kNotOurFile is given back.
   qob::store::Status ReadRecords(std::size_t place);
 
-  // Ids that are not whole for certain, ascending.
+  // Ids that are not whole for certain, ascending; those of damaged records are not among them.
   std::vector<std::uint32_t> Doubtful() const;
   std::size_t message_count() const;
   // Of all ids met; 0 when there was none.
@@ -48,6 +55,7 @@ class Census {
   bool has_message_files() const { return has_message_files_; }
 
   const std::vector<StrangeRecord>& strange() const { return strange_; }
+  const std::vector<DamagedRecord>& damaged() const { return damaged_; }
   // By place: locks of other names than ids, and unfinished files.
   const std::vector<OtherFile>& locks(std::size_t place) const { return locks_[place]; }
   const std::vector<OtherFile>& leftovers(std::size_t place) const { return leftovers_[place]; }
@@ -74,6 +82,7 @@ class Census {
   bool group_reads_;
   std::unordered_map<std::uint32_t, Trace> traces_;
   std::vector<StrangeRecord> strange_;
+  std::vector<DamagedRecord> damaged_;
   std::vector<std::vector<OtherFile>> locks_;
   std::vector<std::vector<OtherFile>> leftovers_;
   std::vector<LooseFiles> loose_;

@@ -77,4 +77,22 @@ std::string MessageCheck::SaveAndDelete(std::size_t home,
   return status == qob::store::kOk ? "" : Trouble(status);
 }
 
+std::string MessageCheck::SaveDamaged(const Census::DamagedRecord& record, std::string* detail) {
+  const std::string& queue = queue_.places()[record.place].path;
+  RecordFile& database = *queue_.places()[record.place].database;
+  qob::store::Transaction transaction(database);
+  if (transaction.begun() != qob::store::kOk) return Trouble(transaction.begun());
+  qob::store::Entry entry;
+  entry.number = record.number;
+  entry.version = record.version;
+  Status status = database.Delete(entry);
+  if (status != qob::store::kOk) return Trouble(status);
+  const std::string name = record.id ? IdText(*record.id) : std::string("record");
+  const std::string problem = Save(queue, name + "." + std::to_string(record.number) + ".damaged",
+                                   record.stored, "a damaged record", detail);
+  if (!problem.empty()) return problem;
+  status = transaction.Commit();
+  return status == qob::store::kOk ? "" : Trouble(status);
+}
+
 }  // namespace cli::queue

@@ -292,22 +292,55 @@ void MessageCheck::JudgeFiles() {
   }
 }
 
-void MessageCheck::Judge(std::uint32_t id) {
+void MessageCheck::Begin(std::uint32_t id) {
   id_ = id;
   guards_.clear();
   findings_.clear();
   claimed_.assign(queue_.places().size(), 0);
   elsewhere_ = false;
-  if (TakeLocks()) {
-    Read();
-    JudgeRecords();
-    JudgeFiles();
-  }
+}
+
+void MessageCheck::End() {
   // What was found behind a stale lock that is gone by now may be the work of its remover.
   if (StillGuarded()) {
     for (const Finding& finding : findings_) report_.Tell(finding);
   }
   locks_.clear();
+}
+
+void MessageCheck::Judge(std::uint32_t id) {
+  Begin(id);
+  if (TakeLocks()) {
+    Read();
+    JudgeRecords();
+    JudgeFiles();
+  }
+  End();
+}
+
+void MessageCheck::JudgeDamaged(const Census::DamagedRecord& record) {
+  Begin(record.id.value_or(0));
+  bool mended = false;
+  if (!record.id || TakeLocks()) {
+    Finding finding = Made(Kind::kDamagedRecord, record.place, "",
+                           "record " + std::to_string(record.number) + " of it is damaged");
+    if (!record.id) {
+      finding.id.reset();
+      finding.path = queue_.places()[record.place].path + "/" + qob::spool::kDatabaseName;
+      finding.text = "record " + std::to_string(record.number) + " is damaged";
+    }
+    mended = Settle(std::move(finding), "saves its bytes in corrupt/ and deletes it",
+                    [&](std::string* detail) { return SaveDamaged(record, detail); });
+  }
+  End();
+  if (mended && record.id) damaged_.push_back(*record.id);
+}
+
+void MessageCheck::JudgeRest() {
+  std::sort(damaged_.begin(), damaged_.end());
+  damaged_.erase(std::unique(damaged_.begin(), damaged_.end()), damaged_.end());
+  for (const std::uint32_t id : damaged_) Judge(id);
+  damaged_.clear();
 }
 
 // ---- remedies ----

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "check_census.h"
 #include "check_report.h"
 #include "lock_holder.h"
 #include "open_queue.h"
@@ -39,8 +40,14 @@ class MessageCheck {
 
   // Throws Failure when a database cannot be read.
   void Judge(std::uint32_t id);
+  // A record whose bytes no longer are what was written.
+  void JudgeDamaged(const Census::DamagedRecord& record);
+  // What is left of the messages whose damaged records are gone.
+  void JudgeRest();
 
  private:
+  void Begin(std::uint32_t id);
+  void End();
   // True when the message may be judged: nobody else has any of its locks.
   bool TakeLocks();
   bool TakeLock(std::size_t place);
@@ -69,6 +76,7 @@ class MessageCheck {
   std::string Finish(std::size_t from, std::size_t to, const char* extension, std::string* detail);
   std::string PutAway(std::size_t place, const char* extension, const std::string& why,
                       std::string* detail);
+  std::string SaveDamaged(const Census::DamagedRecord& record, std::string* detail);
   std::string SaveAndDelete(std::size_t home, const std::vector<const StoredRecord*>& records,
                             bool marks_too, const std::string& why, std::string* detail);
 
@@ -83,10 +91,11 @@ class MessageCheck {
     std::size_t place;
     LockHolder holder;
   };
-  std::vector<Guard> guards_;      // stale locks that stand: nobody else can take them
-  std::vector<Finding> findings_;  // told at the end, when the guards still stand
-  std::vector<char> claimed_;      // by place: its files belong to a record
-  bool elsewhere_ = false;         // a record names a directory that is not open
+  std::vector<Guard> guards_;           // stale locks that stand: nobody else can take them
+  std::vector<Finding> findings_;       // told at the end, when the guards still stand
+  std::vector<char> claimed_;           // by place: its files belong to a record
+  std::vector<std::uint32_t> damaged_;  // ids whose damaged records are gone
+  bool elsewhere_ = false;              // a record names a directory that is not open
 };
 
 }  // namespace cli::queue

@@ -1,5 +1,7 @@
 #include "check_places.h"
 
+#include <algorithm>
+
 #include <qob3xapi/frame.h>
 #include <qob3xapi/queueid.h>
 #include <qobplatform/logapi.h>
@@ -29,6 +31,16 @@ std::string Octal(std::uint32_t mode) {
   for (int shift = 9; shift >= 0; shift -= 3)
     digits += static_cast<char>('0' + (mode >> shift & 7));
   return digits;
+}
+
+// Pages and indexes are looked at before any record: when the first problem is a damaged record,
+// they are whole.
+bool IsKnown(const Census& census, std::size_t place, const std::string& problem) {
+  const auto& damaged = census.damaged();
+  return std::any_of(damaged.begin(), damaged.end(), [&](const Census::DamagedRecord& record) {
+    return record.place == place &&
+           problem == "record " + std::to_string(record.number) + " is damaged";
+  });
 }
 
 }  // namespace
@@ -130,7 +142,7 @@ std::string PlacesCheck::Salvage(std::size_t place) const {
                           "/corrupt/" + kSalvaged;
 }
 
-bool PlacesCheck::JudgeDatabase(std::size_t place) {
+bool PlacesCheck::JudgeDatabase(std::size_t place, const Census& census) {
   constexpr const char* kAdvice =
       "stop every program of the system, keep a copy of the file with its -wal, and restore it "
       "from a backup; no message is judged until then";
@@ -148,7 +160,8 @@ bool PlacesCheck::JudgeDatabase(std::size_t place) {
     });
     if (status != qob::store::kOk && status != qob::store::kNotOurFile)
       throw StoreFailure(path, status);
-    if (status == qob::store::kOk && problem.empty()) return true;
+    if (status == qob::store::kOk && (problem.empty() || IsKnown(census, place, problem)))
+      return true;
     if (problem.empty()) problem = "it is damaged";
   }
   Finding finding = Made(Kind::kDamagedDatabase, place, path, problem);
@@ -158,15 +171,15 @@ bool PlacesCheck::JudgeDatabase(std::size_t place) {
   return false;
 }
 
-bool PlacesCheck::JudgeDatabases(bool has_message_files) {
+bool PlacesCheck::JudgeDatabases(const Census& census) {
   bool whole = true;
   bool any = false;
   for (std::size_t place = 0; place < queue_.places().size(); ++place) {
     any = any || queue_.places()[place].database != nullptr ||
           statuses_[place] == qob::store::kNotOurFile;
-    whole = JudgeDatabase(place) && whole;
+    whole = JudgeDatabase(place, census) && whole;
   }
-  if (any || !has_message_files) return whole && any;
+  if (any || !census.has_message_files()) return whole && any;
   Finding finding =
       Made(Kind::kMissingDatabase, 0, DatabaseAt(0), "it is missing, but there are message files");
   finding.detail =
@@ -178,7 +191,6 @@ bool PlacesCheck::JudgeDatabases(bool has_message_files) {
 
 void PlacesCheck::JudgeStrangeRecords(const Census& census) {
   for (const Census::StrangeRecord& record : census.strange()) {
-    if (record.damaged) continue;
     Finding finding = Made(Kind::kStrangeRecord, record.place, DatabaseAt(record.place),
                            "record " + std::to_string(record.number) + " has the key '" +
                                record.key + "', which is not made from an id");

@@ -23,8 +23,9 @@ class PlacesCheck {
 
   // File systems, locks, permissions of the directories.
   void JudgeDirectories();
-  // True when every database is whole, so that messages can be judged.
-  bool JudgeDatabases(bool has_message_files);
+  // True when every database is whole but for the damaged records of the census, so that messages
+  // can be judged.
+  bool JudgeDatabases(const Census& census);
   void JudgeStrangeRecords(const Census& census);
   // Locks of other names than ids, files never finished, permissions of files.
   void JudgeFiles(const Census& census);
@@ -33,7 +34,7 @@ class PlacesCheck {
 
  private:
   std::string DatabaseAt(std::size_t place) const;
-  bool JudgeDatabase(std::size_t place);
+  bool JudgeDatabase(std::size_t place, const Census& census);
   void JudgeOtherLock(std::size_t place, const std::string& name);
   void JudgeLeftover(std::size_t place, const std::string& name);
   std::string Salvage(std::size_t place) const;

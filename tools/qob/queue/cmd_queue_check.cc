@@ -101,6 +101,8 @@ void JudgeMessages(const OpenQueue& queue, const Census& census, const CheckMode
                    CheckReport* report) {
   const std::vector<std::uint32_t> doubtful = census.Doubtful();
   MessageCheck check(queue, mode, report);
+  for (const Census::DamagedRecord& record : census.damaged()) check.JudgeDamaged(record);
+  check.JudgeRest();
   Progress progress(doubtful.size());
   for (const std::uint32_t id : doubtful) {
     if (sys::EndAsked()) break;
@@ -125,8 +127,8 @@ ExitCode Check(const OpenQueue& queue, const std::vector<Status>& statuses, cons
   Census census(queue, !qob::spool::StoreCreateOptions().group.empty());
   places.JudgeDirectories();
   census.ListFiles();
-  bool judged = places.JudgeDatabases(census.has_message_files());
-  judged = judged && ReadRecords(queue, &census);
+  bool judged = ReadRecords(queue, &census);
+  judged = places.JudgeDatabases(census) && judged;
   places.JudgeFiles(census);
   const bool none = !census.has_message_files() &&
                     std::all_of(statuses.begin(), statuses.end(),
