@@ -73,8 +73,9 @@ Status SwitchToLog(sqlite3* db) {
   const bool switched =
       rc == SQLITE_ROW &&
       std::string(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))) == "wal";
+  if (rc == SQLITE_ROW) rc = sqlite3_step(statement);  // commits the switch
   sqlite3_finalize(statement);
-  if (rc != SQLITE_ROW) return StatusOfResult(db, rc);
+  if (rc != SQLITE_DONE) return StatusOfResult(db, rc);
   if (!switched) return kIoError;  // the file system has no shared memory or no locks
   return StatusOfResult(
       db, sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr));
