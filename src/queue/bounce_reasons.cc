@@ -55,7 +55,9 @@ os::FileHandle OpenForAppending(const PathText& path) {
     Report(kFailure, "CreateFile failed: %s, error %d", path.c_str(), opened.error);
     return {};
   }
-  Tell([&] { made ? TraceCreate(path.c_str(), opened.value) : TraceOpen(path.c_str(), opened.value); });
+  Tell([&] {
+    made ? TraceCreate(path.c_str(), opened.value) : TraceOpen(path.c_str(), opened.value);
+  });
   return os::FileHandle(opened.value);
 }
 

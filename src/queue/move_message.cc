@@ -21,8 +21,7 @@ bool NameDirectory(std::string_view queue_path, std::string_view name, const Mes
 
 void MoveFile(std::string_view queue_path, std::string_view new_directory) {
   const PathText from({queue_path, spool::kMessageFile});
-  const PathText to(
-      {new_directory, "\\", os::FileNamePart(queue_path), spool::kMessageFile});
+  const PathText to({new_directory, "\\", os::FileNamePart(queue_path), spool::kMessageFile});
   // What stands at the new place is never replaced, and what cannot be moved stays where it is.
   if (os::RenameFile(from.view(), to.view(), false) != 0) return;
   if (spool::StoreOpenOptions().durability != store::Durability::kCommit) return;

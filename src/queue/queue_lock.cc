@@ -26,9 +26,8 @@ void Trace(const char* what, std::string_view path) {
 
 bool QueueLocks::Traced() {
   if (!traced_) {
-    traced_ = Guarded(false, [] {
-      return ConfigIs("Debug", "LogLocking", "NO", kSwitchSize, "YES");
-    });
+    traced_ =
+        Guarded(false, [] { return ConfigIs("Debug", "LogLocking", "NO", kSwitchSize, "YES"); });
   }
   return *traced_;
 }

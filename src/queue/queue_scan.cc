@@ -128,8 +128,7 @@ int Walk::Judge(const Digits& digits) {
 }
 
 int Walk::JudgeLocked(const PathText& path) {
-  const os::Result<os::FileStatus> file =
-      os::StatusOf(PathText(path, spool::kMessageFile).view());
+  const os::Result<os::FileStatus> file = os::StatusOf(PathText(path, spool::kMessageFile).view());
   if (!file || file.value.kind != os::FileKind::kFile) return store::kNotFound;
   if (!StateFits(*filter_, spool::FieldText(record_.stateText))) return store::kNotFound;
   if (!SizeFits(*filter_, file.value.size)) return store::kNotFound;
@@ -152,8 +151,7 @@ int Walk::JudgeFree(const Digits& digits) {
   char decimal[16];
   std::snprintf(decimal, sizeof decimal, "%d", static_cast<std::int32_t>(digits.id));
   if (IsLocked(decimal) || IsLocked(digits.view())) return store::kNotFound;
-  const char* own =
-      IsSamePath(directory_, QueueDir()) ? GetMQPathNameById(digits.id, "") : nullptr;
+  const char* own = IsSamePath(directory_, QueueDir()) ? GetMQPathNameById(digits.id, "") : nullptr;
   return own != nullptr ? HandOut(own)
                         : HandOut(PathText({directory_, "\\", digits.view()}).view());
 }

@@ -1,4 +1,5 @@
-// Channels and the names of entries: opening, taking an entry off, and what goes with the last mark.
+// Channels and the names of entries: opening, taking an entry off, and what goes with the last
+// mark.
 #include <qobplatform/mqapi.h>
 
 #include <cstring>

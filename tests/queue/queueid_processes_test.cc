@@ -22,7 +22,8 @@ template <class T>
 class Shared {
  public:
   Shared() {
-    void* page = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void* page =
+        mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (page == MAP_FAILED) std::abort();
     value_ = new (page) T{};
   }

@@ -1,5 +1,5 @@
-// A scan while other processes insert, delete and move messages: none is met twice in one scan, none
-// that stands still is missed.
+// A scan while other processes insert, delete and move messages: none is met twice in one scan,
+// none that stands still is missed.
 #include <sys/mman.h>
 
 #include <atomic>
@@ -31,8 +31,8 @@ struct Progress {
 class ScanBeside : public ::testing::Test {
  protected:
   ScanBeside() {
-    void* page = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE,
-                      MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void* page =
+        mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (page == MAP_FAILED) std::abort();
     progress_ = new (page) Progress{};
     std::filesystem::create_directory(other_);

@@ -1,5 +1,6 @@
-// Scans N messages to the end, for instruction counts: scan_work KIND N. They are written by another
-// process, whose work does not count. KIND: filter, all (no filter), locked (every message is).
+// Scans N messages to the end, for instruction counts: scan_work KIND N. They are written by
+// another process, whose work does not count. KIND: filter, all (no filter), locked (every message
+// is).
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
-// Channels: a mark in the message database for every entry that waits on one. The envelope as it was
-// put is kept as a note for as long as the entry has a mark.
+// Channels: a mark in the message database for every entry that waits on one. The envelope as it
+// was put is kept as a note for as long as the entry has a mark.
 #include <memory>
 #include <new>
 #include <string>
