@@ -21,6 +21,10 @@ ADDRESS_LISTS = ["from", "reply_to", "to", "cc", "bcc", "resent_from", "resent_t
 HEADER_TEXTS = ["subject", "sender", "message_id", "resent_message_id", "in_reply_to", "references", "return_path",
                 "from_line", "mime_version", "content_type", "content_transfer_encoding", "content_id",
                 "content_description"]
+QUEUE_MEMBERS = ["queue", "id", "directory", "sender", "envelope_id", "status", "state", "held", "locked", "size", "created",
+                 "created_seconds", "changed", "changed_seconds", "retry", "retry_seconds", "tries", "part", "delay_noticed",
+                 "pending"]
+TALLY_MEMBERS = ["messages", "held", "locked", "recipients", "pending", "bytes", "sizes_unknown", "oldest_age", "oldest_id"]
 MEMBERS = {
     "qob.parse/1": ["file", "message", "start", "end", "line_ends", "problems", "parts"],
     "qob.extract/1": ["file", "message", "part", "type", "name", "path", "size", "raw"],
@@ -32,6 +36,13 @@ MEMBERS = {
     "qob.uudecode/1": ["file", "name", "path", "size", "complete"],
     "qob.config/1": ["file", "section", "key", "value", "origin", "line", "cut", "known"],
     "qob.config-check/1": ["file", "line", "finding"],
+    "qob.queue-list/1": QUEUE_MEMBERS + ["recipients"],
+    "qob.queue-show/1": QUEUE_MEMBERS + ["first_option", "second_option", "option_text", "path", "lock", "channels",
+                                         "recipients", "reasons"],
+    "qob.queue-stats/1": TALLY_MEMBERS + ["orphan_recipients", "damaged_records", "directories", "domains"],
+    "qob.queue-shape/1": ["domain", "total", "age_unknown", "buckets"],
+    "qob.queue-recipients/1": ["queue", "id", "address", "state", "pending", "second_text", "third_text", "notify_flags"],
+    "qob.queue-reasons/1": ["queue", "id", "reasons"],
 }
 
 
