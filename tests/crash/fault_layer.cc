@@ -37,9 +37,8 @@ struct State {
   struct End {
     std::uint64_t nth = 0;
     bool kills = false;
-    Loss loss = Loss::kAll;
     std::uint64_t seed = 0;
-    std::string image;
+    std::string images;
     std::uint64_t seen = 0;
   };
 
@@ -49,10 +48,12 @@ struct State {
   std::optional<End> end;
   std::vector<Done> log;
   Dice dice{1};
-  sqlite3_vfs* base = nullptr;
-  sqlite3_vfs vfs{};
 };
 std::unique_ptr<State> g_state;
+
+// SQLite keeps them for ever.
+sqlite3_vfs* g_base = nullptr;
+sqlite3_vfs g_vfs{};
 
 bool ChangesSomething(Op op) {
   return op == Op::kWrite || op == Op::kTruncate || op == Op::kSync || op == Op::kDelete ||
@@ -67,7 +68,7 @@ int Meet(Op op, Role role, std::int64_t offset = 0, std::int64_t size = 0) {
     if (state.end->kills) {
       raise(SIGKILL);
     }
-    state.storage.Cut(state.end->loss, state.end->seed, state.end->image);
+    FaultLayer::Cut(state.end->seed, state.end->images);
     _exit(kCutExit);
   }
   int error = 0;
@@ -215,7 +216,7 @@ Role RoleOf(int flags) {
 }
 
 int Open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags, int* given) {
-  sqlite3_vfs* const base = g_state->base;
+  sqlite3_vfs* const base = g_base;
   file->pMethods = nullptr;
   const Role role = RoleOf(flags);
   if (const int error = Meet(Op::kOpen, role); error != 0) return error;
@@ -237,14 +238,14 @@ int Open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags, int
 
 int Delete(sqlite3_vfs*, const char* name, int sync) {
   if (const int error = Meet(Op::kDelete, Role::kOther); error != 0) return error;
-  const int rc = g_state->base->xDelete(g_state->base, name, 0);
+  const int rc = g_base->xDelete(g_base, name, 0);
   if (rc == SQLITE_OK && sync != 0) g_state->storage.FlushNames();
   return rc;
 }
 
 int Access(sqlite3_vfs*, const char* name, int flags, int* result) {
   if (const int error = Meet(Op::kAccess, Role::kOther); error != 0) return error;
-  return g_state->base->xAccess(g_state->base, name, flags, result);
+  return g_base->xAccess(g_base, name, flags, result);
 }
 
 // What platform/os does: names, and flushes by name.
@@ -259,24 +260,31 @@ int HearSystemCall(os::Call call, std::string_view path) {
   return 0;
 }
 
-void FillFromBase(State* state) {
-  state->base = sqlite3_vfs_find(nullptr);
-  state->vfs = *state->base;
-  state->vfs.iVersion = 1;
-  state->vfs.szOsFile = static_cast<int>(File::Size()) + state->base->szOsFile;
-  state->vfs.pNext = nullptr;
-  state->vfs.zName = kName;
-  state->vfs.xOpen = Open;
-  state->vfs.xDelete = Delete;
-  state->vfs.xAccess = Access;
+void Register() {
+  if (g_base != nullptr) return;
+  g_base = sqlite3_vfs_find(nullptr);
+  g_vfs = *g_base;
+  g_vfs.iVersion = 1;
+  g_vfs.szOsFile = static_cast<int>(File::Size()) + g_base->szOsFile;
+  g_vfs.pNext = nullptr;
+  g_vfs.zName = kName;
+  g_vfs.xOpen = Open;
+  g_vfs.xDelete = Delete;
+  g_vfs.xAccess = Access;
+  sqlite3_vfs_register(&g_vfs, 0);
 }
 
 }  // namespace
 
+const char* NameOf(Loss loss) {
+  constexpr const char* kNames[] = {"all",           "none",         "some",
+                                    "tornAtASector", "tornAnywhere", "onlyTheLast"};
+  return kNames[static_cast<int>(loss)];
+}
+
 void FaultLayer::Install(const std::string& directory) {
   g_state = std::make_unique<State>(directory);
-  FillFromBase(g_state.get());
-  sqlite3_vfs_register(&g_state->vfs, 0);
+  Register();
   store::SetBaseLayer(kName);
   os::SetFaultHook(HearSystemCall);
 }
@@ -287,14 +295,14 @@ void FaultLayer::FailAt(Op op, std::uint64_t nth, bool from_then_on, int error) 
 bool FaultLayer::HasFailed() { return g_state->plan && g_state->plan->has_failed; }
 void FaultLayer::FailNoMore() { g_state->plan.reset(); }
 
-void FaultLayer::CutAt(std::uint64_t nth, Loss loss, std::uint64_t seed, const std::string& image) {
-  g_state->end = State::End{nth, false, loss, seed, image, 0};
+void FaultLayer::CutAt(std::uint64_t nth, std::uint64_t seed, const std::string& images) {
+  g_state->end = State::End{nth, false, seed, images, 0};
 }
 void FaultLayer::KillAt(std::uint64_t nth) {
-  g_state->end = State::End{.nth = nth, .kills = true, .image = {}};
+  g_state->end = State::End{.nth = nth, .kills = true, .images = {}};
 }
-void FaultLayer::Cut(Loss loss, std::uint64_t seed, const std::string& image) {
-  g_state->storage.Cut(loss, seed, image);
+void FaultLayer::Cut(std::uint64_t seed, const std::string& images) {
+  for (Loss loss : kLosses) g_state->storage.Cut(loss, seed, images + "/" + NameOf(loss));
 }
 
 const std::vector<Done>& FaultLayer::Log() { return g_state->log; }

@@ -50,10 +50,14 @@ enum class Loss {
   kOnlyTheLast,    // the last one there, those before it gone
 };
 
+inline constexpr Loss kLosses[] = {Loss::kAll,           Loss::kNone,         Loss::kSome,
+                                   Loss::kTornAtASector, Loss::kTornAnywhere, Loss::kOnlyTheLast};
+const char* NameOf(Loss loss);
+
 class FaultLayer {
  public:
-  // Registers itself as the base of the store's layer. `directory` is as it stands on stable
-  // storage at this moment.
+  // Registers itself as the base of the store's layer, or begins anew while no file of it is open.
+  // `directory` is as it stands on stable storage at this moment.
   static void Install(const std::string& directory);
 
   // The n-th operation of that kind from now on fails, that one alone or all from then on. `error`
@@ -63,13 +67,14 @@ class FaultLayer {
   static bool HasFailed();
   static void FailNoMore();
 
-  // Before the n-th operation from now on that changes anything: the power goes. The image of
-  // `directory` is written to `image` and the process ends with kCutExit.
-  static void CutAt(std::uint64_t nth, Loss loss, std::uint64_t seed, const std::string& image);
+  // Before the n-th operation from now on that changes anything: the power goes. For every way of
+  // losing the image of `directory` is written below `images` under its name, and the process ends
+  // with kCutExit.
+  static void CutAt(std::uint64_t nth, std::uint64_t seed, const std::string& images);
   // The same, but only this process is killed: SIGKILL.
   static void KillAt(std::uint64_t nth);
-  // The power goes now: writes the image and returns.
-  static void Cut(Loss loss, std::uint64_t seed, const std::string& image);
+  // The power goes now: writes the images and returns.
+  static void Cut(std::uint64_t seed, const std::string& images);
 
   static const std::vector<Done>& Log();
   // Writes to logs that no flush has followed.

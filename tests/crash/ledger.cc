@@ -204,26 +204,28 @@ Status Do(RecordFile& file, int writer, const Work& work, Ledger* ledger) {
   return store::kOk;
 }
 
-std::string Settle(const Standing& found, Ledger* ledger) {
-  Standing after = ledger->standing;
-  const bool has_pending = ledger->has_pending;
-  if (has_pending) Apply(ledger->pending, &after);
-  const bool is_after = found == after;
-  const bool may_be_before = !has_pending || !ledger->is_acknowledged;
-  if (!is_after && !(may_be_before && found == ledger->standing)) {
-    std::string wrong = "not what was acknowledged:";
-    for (std::size_t kind = 0; kind < kKinds; ++kind) {
-      for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        const std::uint32_t before = ledger->standing[kind][slot];
-        if (found[kind][slot] == before && before == after[kind][slot]) continue;
-        wrong += " kind " + std::to_string(kind) + " slot " + std::to_string(slot) + " found " +
-                 std::to_string(found[kind][slot]) + ", before " + std::to_string(before) +
-                 ", after " + std::to_string(after[kind][slot]) + ";";
-      }
+std::string Compare(const Standing& found, const Ledger& ledger) {
+  Standing after = ledger.standing;
+  const bool has_pending = ledger.has_pending;
+  if (has_pending) Apply(ledger.pending, &after);
+  const bool may_be_before = !has_pending || !ledger.is_acknowledged;
+  if (found == after || (may_be_before && found == ledger.standing)) return "";
+  std::string wrong = "not what was acknowledged:";
+  for (std::size_t kind = 0; kind < kKinds; ++kind) {
+    for (std::size_t slot = 0; slot < kSlots; ++slot) {
+      const std::uint32_t before = ledger.standing[kind][slot];
+      if (found[kind][slot] == before && before == after[kind][slot]) continue;
+      wrong += " kind " + std::to_string(kind) + " slot " + std::to_string(slot) + " found " +
+               std::to_string(found[kind][slot]) + ", before " + std::to_string(before) +
+               ", after " + std::to_string(after[kind][slot]) + ";";
     }
-    return wrong + (has_pending ? " pending" : "") +
-           (ledger->is_acknowledged ? " acknowledged" : "");
   }
+  return wrong + (has_pending ? " pending" : "") + (ledger.is_acknowledged ? " acknowledged" : "");
+}
+
+std::string Settle(const Standing& found, Ledger* ledger) {
+  std::string wrong = Compare(found, *ledger);
+  if (!wrong.empty()) return wrong;
   ledger->standing = found;
   ledger->has_pending = false;
   return "";

@@ -116,7 +116,9 @@ store::Status Do(store::RecordFile& file, int writer, const Work& work, Ledger* 
 // the bytes should be. *found receives one Standing per writer. "" or what is wrong.
 std::string Audit(store::RecordFile& file, std::span<Standing> found);
 // What was found is what the ledger allows: all that was acknowledged, and the pending work wholly
-// or not at all; then it is settled in the ledger. "" or what is wrong.
+// or not at all. "" or what is wrong.
+std::string Compare(const Standing& found, const Ledger& ledger);
+// The same, and when nothing is wrong the ledger goes on from what was found.
 std::string Settle(const Standing& found, Ledger* ledger);
 
 }  // namespace qob::crash

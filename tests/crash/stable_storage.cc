@@ -144,7 +144,7 @@ std::size_t StableStorage::Unflushed(const std::string& suffix) {
   for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
     if (!entry.path().string().ends_with(suffix)) continue;
     const auto known = files_.find(InodeOf(entry.path()));
-    if (known != files_.end()) count += known->second->unflushed();
+    if (known != files_.end()) count += known->second->unflushed_writes();
   }
   return count;
 }

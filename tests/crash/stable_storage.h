@@ -2,6 +2,7 @@
 #pragma once
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -27,7 +28,10 @@ class StableFile {
   void FailFlush(Dice& dice);
   void SetStable(std::string bytes);
 
-  std::size_t unflushed() const { return pending_.size(); }
+  std::size_t unflushed_writes() const {
+    return static_cast<std::size_t>(std::count_if(
+        pending_.begin(), pending_.end(), [](const Pending& one) { return !one.truncates; }));
+  }
   std::uint64_t last_order() const { return pending_.empty() ? 0 : pending_.back().order; }
   // The bytes after a cut; `last` is the order of the last write of all files.
   std::string After(Loss loss, std::uint64_t last, Dice& dice) const;
