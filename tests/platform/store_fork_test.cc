@@ -5,6 +5,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "platform/store_fixture.h"
 #include "support/two_processes.h"
@@ -157,42 +158,61 @@ TEST_F(StoreFork, AChildWaitsForItsParentsTransaction) {
   ASSERT_EQ(transaction.Commit(), kOk);
 }
 
-// Without the parent's mark of the log in use a checkpoint of another process would move pages that
-// the child still reads, and a new log would begin under it.
-TEST_F(StoreFork, AChildGoesOnWhenItsParentHasGone) {
+// Locks that the child believed to have from its parent would end with the parent: whoever comes
+// and goes then would think that he was the last, and take the log away.
+TEST_F(StoreFork, AChildGoesOnWhenItsParentHasGoneAndAnotherComesAndGoes) {
   MakeAndOpen();
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
+  int from_child[2];
+  int to_child[2];
+  ASSERT_EQ(pipe(from_child), 0);
+  ASSERT_EQ(pipe(to_child), 0);
+  const auto tell = [](int to, int what) {
+    const char byte = static_cast<char>(what);
+    return write(to, &byte, 1) == 1;
+  };
+  const auto hear = [](int from) {
+    char byte = 99;
+    return read(from, &byte, 1) == 1 ? byte : 98;
+  };
   EXPECT_EQ(InChild([&] {
               FilePointer file;
               if (RecordFile::Open(Path(), kQuick, &file) != kOk) return 1;
               if (Write(*file, "parent", 100) != 0) return 2;
               const pid_t parent = getpid();
-    const pid_t grandchild = fork();
-              if (grandchild == 0) {
-                FilePointer own;
-                int result = RecordFile::Open(Path(), kQuick, &own) == kOk ? 0 : 1;
-                          for (int i = 0; result == 0 && i < 3000; ++i) {
-                  Entry entry;
-                  if (own->Insert(SmallRecord("child", i).bytes, &entry) != kOk) result = 2;
-                  if (i == 2000) {
-                    while (getppid() == parent)
-                      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-                  }
-                }
-                own.reset();
-                const char byte = static_cast<char>(result);
-                _exit(write(ready[1], &byte, 1) == 1 ? 0 : 1);
-              }
-              return Write(*file, "parent2", 0);
+              const pid_t grandchild = fork();
+              if (grandchild != 0) return grandchild > 0 ? 0 : 3;
+              FilePointer own;
+              int result = RecordFile::Open(Path(), kQuick, &own) == kOk ? 0 : 1;
+              if (result == 0) result = Write(*own, "before", 100);
+              while (getppid() == parent) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+              tell(from_child[1], result);
+              hear(to_child[0]);
+              if (result == 0) result = Write(*own, "child", 100);
+              own.reset();
+              _exit(tell(from_child[1], result) ? 0 : 1);
             }),
             0);
-  char result = 99;
-  ASSERT_EQ(read(ready[0], &result, 1), 1);
-  EXPECT_EQ(result, 0);
-  close(ready[0]);
-  close(ready[1]);
-  ExpectAll(100, 3000);
+  EXPECT_EQ(hear(from_child[0]), 0);
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(Path().c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, "SELECT * FROM records", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_EQ(sqlite3_close(db), SQLITE_OK);
+  EXPECT_TRUE(tell(to_child[1], 0));
+  EXPECT_EQ(hear(from_child[0]), 0);
+  for (const int end : {from_child[0], from_child[1], to_child[0], to_child[1]}) close(end);
+  const FilePointer file = OpenIt();
+  std::map<std::string, std::map<int, int>> seen;
+  EXPECT_EQ(file->Snapshot([&](const RecordFile::Seen& one) {
+    SmallRecord record;
+    std::memcpy(record.bytes, one.record.data(), kSmallRecord);
+    EXPECT_EQ(++seen[record.text()][record.number()], 1);
+    return one.ok;
+  }),
+            kOk);
+  for (const char* text : {"parent", "before", "child"}) EXPECT_EQ(seen[text].size(), 100U) << text;
+  std::string problem;
+  EXPECT_EQ(file->Check(&problem, {}), kOk);
+  EXPECT_EQ(problem, "");
 }
 
 TEST_F(StoreFork, AGrandchildOpensItAnewToo) {
