@@ -15,6 +15,7 @@
 #include <qob3xapi/header822.h>
 #include <qob3xapi/mimeparse.h>
 #include <qob3xapi/mimebody.h>
+#include <qob3xapi/mimebuild.h>
 #include <qob3xapi/rfc1522.h>
 #include <qob3xapi/japanese.h>
 #include <qob3xapi/dates.h>

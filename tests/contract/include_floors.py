@@ -36,7 +36,8 @@ ALLOWED = {
     "rfc822": ["dates", "frame/config", "lineio", "platform/os", "util"],
     "charset": ["frame/config", "lineio", "platform/os", "rfc822", "util"],
     "macfile": ["frame/config", "lineio", "platform/os", "util"],
-    "mime": ["charset", "frame/config", "lineio", "macfile", "platform/os", "rfc822", "util"],
+    "mime": ["charset", "frame/config", "lineio", "macfile", "platform/os", "platform/spool", "rfc822",
+             "util"],
     "queue": ["frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
               "platform/store", "util"],
     "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
@@ -49,7 +50,7 @@ FRAME_FILES = {"startup.cc": "frame/startup", "errors.cc": "frame/errors"}
 BEHIND = {
     "qob3xapi/frame.h": "frame/config", "qob3xapi/errors.h": "frame/errors", "qob3xapi/lineio.h": "lineio",
     "qob3xapi/util.h": "util", "qob3xapi/address.h": "rfc822", "qob3xapi/header822.h": "rfc822",
-    "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/rfc1522.h": "charset", "qob3xapi/japanese.h": "charset",
+    "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/mimebuild.h": "mime", "qob3xapi/rfc1522.h": "charset", "qob3xapi/japanese.h": "charset",
     "qob3xapi/dates.h": "dates", "qob3xapi/macfile.h": "macfile", "qobplatform/logapi.h": "platform/log",
     "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qob3xapi/queueid.h": "queue",
     "qob3xapi/envelope.h": "queue",
