@@ -36,6 +36,8 @@ MEMBERS = {
     "qob.uudecode/1": ["file", "name", "path", "size", "complete"],
     "qob.config/1": ["file", "section", "key", "value", "origin", "line", "cut", "known"],
     "qob.config-check/1": ["file", "line", "finding"],
+    "qob.queue-change/1": ["action", "id", "path", "sender", "result", "detail", "lock"],
+    "qob.queue-check/1": ["queue", "finding", "id", "path", "text", "certain", "repair", "detail", "lock"],
     "qob.queue-list/1": QUEUE_MEMBERS + ["recipients"],
     "qob.queue-show/1": QUEUE_MEMBERS + ["first_option", "second_option", "option_text", "path", "lock", "channels",
                                          "recipients", "reasons"],
