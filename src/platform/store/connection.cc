@@ -59,6 +59,21 @@ Status Connection::Note(int rc, bool write) {
   return status;
 }
 
+ReadAhead* Connection::Ahead() {
+  if (sqlite3_txn_state(db_, "main") != SQLITE_TXN_NONE) return nullptr;
+  if (!ahead_.has_log_index()) {
+    constexpr int kRegionBytes = 32768;
+    sqlite3_file* file = nullptr;
+    void volatile* begin = nullptr;
+    sqlite3_file_control(db_, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    if (file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2)
+      return nullptr;
+    const int rc = file->pMethods->xShmMap(file, 0, kRegionBytes, 0, &begin);
+    if (rc == SQLITE_OK && begin != nullptr) ahead_.SetLogIndex(const_cast<void*>(begin));
+  }
+  return ahead_.has_log_index() ? &ahead_ : nullptr;
+}
+
 // ---- the gate and the log
 
 void Connection::OpenGate() {

@@ -11,6 +11,7 @@
 
 #include "platform/os/gate.h"
 #include "platform/store/description.h"
+#include "platform/store/read_ahead.h"
 #include "platform/store/record_file.h"
 #include "platform/store/turns.h"
 
@@ -70,6 +71,8 @@ class Connection {
   Status Note(int rc, bool write);
   sqlite3* db() { return db_; }
   std::string* squeezed() { return &squeezed_; }
+  // Null where entries may not come from what was read ahead.
+  ReadAhead* Ahead();
 
   Status Begin();
   Status Commit();
@@ -128,6 +131,7 @@ class Connection {
   Durability durability_ = Durability::kSystem;
   std::vector<sqlite3_stmt*> statements_;
   std::string squeezed_;
+  ReadAhead ahead_;
 
   Turns turns_;
   Patience patience_{0};

@@ -78,12 +78,12 @@ std::string FindSql(int index, int seek) {
 }
 
 // A comparison of rows would walk through all the duplicates of the key; these are two seeks, the
-// second of them only when the first finds nothing.
+// second of them only when the first finds too little.
 std::string NextSql(int index) {
   const std::string key = Column(index);
   const std::string select = "SELECT " + Columns(index) + From(index) + " WHERE " + key;
-  return "SELECT * FROM (" + select + "=?1 AND number>?2 ORDER BY number LIMIT 1) UNION ALL " +
-         "SELECT * FROM (" + select + ">?1 ORDER BY " + key + ",number LIMIT 1) LIMIT 1";
+  return "SELECT * FROM (" + select + "=?1 AND number>?2 ORDER BY number LIMIT ?3) UNION ALL " +
+         "SELECT * FROM (" + select + ">?1 ORDER BY " + key + ",number LIMIT ?3) LIMIT ?3";
 }
 
 std::string ReadSql(int index) {

@@ -35,6 +35,27 @@ Status TakeOne(Statement& row, Status none, Entry* entry, std::span<std::byte> r
   return TakeRow(row, entry, record);
 }
 
+Status TakeKnown(const ReadAhead::Row& row, Entry* entry, std::span<std::byte> record) {
+  if (!Unsqueeze(std::as_bytes(std::span(row.body)), row.number, record)) return kNotOurFile;
+  entry->key.assign(row.key);
+  entry->number = row.number;
+  entry->version = row.version;
+  return kOk;
+}
+
+// What is planned beyond the entry that was found. Entries that cannot be had now are asked for
+// again when their turn comes.
+void ReadOn(Statement& row, const Entry& found, ReadAhead* ahead) {
+  try {
+    bool more = ahead->Add(found.number, found.version, found.key, {});
+    while (more && row.Step()) {
+      more = ahead->Add(row.Number(kNumberColumn), row.Number(kVersionColumn),
+                        row.Bytes(kKeyColumn), row.Bytes(kBodyColumn));
+    }
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 // The keys of a record as its statement wants them, kept while it runs.
 class Keys {
  public:
@@ -134,10 +155,19 @@ Status SharedFile::Next(int index, std::string_view key, std::int64_t number, En
   return Reading([&] {
     const Status status = JudgeRead(index, record);
     if (status != kOk) return status;
+    record = record.first(description().record_bytes);
+    ReadAhead* const ahead = connection_.Ahead();
+    const ReadAhead::Row* known = ahead != nullptr ? ahead->Take(index, key, number) : nullptr;
+    if (known != nullptr) return TakeKnown(*known, entry, record);
+    // The caller's key may be the entry's own.
+    const std::string place(key);
     Statement next(connection_, SlotOf(index, kNextOffset));
-    next.Bind(1, key);
+    next.Bind(1, place);
     next.Bind(2, number);
-    return TakeOne(next, kEndOfFile, entry, record.first(description().record_bytes));
+    next.Bind(3, ahead != nullptr ? ahead->Plan(index, place, number) : 1);
+    const Status found = TakeOne(next, kEndOfFile, entry, record);
+    if (found == kOk && ahead != nullptr) ReadOn(next, *entry, ahead);
+    return found;
   });
 }
 
