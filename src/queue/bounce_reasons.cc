@@ -87,7 +87,8 @@ bool AppendReason(std::string_view queue_path, std::string_view text) {
   if (!written) os::CutFile(file.get(), end.value);
   const os::Handle handle = file.Release();
   Tell([&] { TraceClose(handle); });
-  return os::CloseFile(handle) == 0 && written;
+  os::CloseFile(handle);
+  return written;
 }
 
 ms* ReadReasons(std::string_view queue_path) {
