@@ -358,22 +358,25 @@ TEST_F(BtrcallBlock, ThreadsWithBlocksOfTheirOwnShareTheFile) {
   constexpr int kThreads = 4;
   constexpr int kEach = 50;
   std::vector<std::thread> threads;
-  std::atomic<int> failed{0};
+  std::vector<std::vector<int>> statuses(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       Machine own(2);
-      if (own.Do(OpenFile(0, path())).status != 0) ++failed;
+      auto& mine = statuses[static_cast<std::size_t>(t)];
+      mine.push_back(own.Do(OpenFile(0, path())).status);
       for (int i = 0; i < kEach; ++i) {
         const auto tag = static_cast<std::uint32_t>(1000 * (t + 1) + i);
-        if (own.Do(InsertRecord(0, TestRecord("th", t, "", tag))).status != 0) ++failed;
-        if (own.Do(OpenFile(1, path())).status != 0) ++failed;
-        if (own.Do(GetRecord(B_GET_FIRST, 1, 0)).status != 0) ++failed;
-        if (own.Do(CloseFile(1)).status != 0) ++failed;
+        mine.push_back(own.Do(InsertRecord(0, TestRecord("th", t, "", tag))).status);
+        mine.push_back(own.Do(OpenFile(1, path())).status);
+        mine.push_back(own.Do(GetRecord(B_GET_FIRST, 1, 0)).status);
+        mine.push_back(own.Do(CloseFile(1)).status);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(failed, 0);
+  for (const std::vector<int>& each : statuses) {
+    EXPECT_EQ(each, std::vector<int>(1 + 4 * kEach, 0));
+  }
   std::vector<std::uint32_t> met;
   Answer answer = machine_.Do(GetRecord(B_GET_EQUAL, 0, 0, "th"));
   for (; answer.status == 0; answer = machine_.Do(NextRecord(0))) met.push_back(TagOf(answer));
