@@ -6,7 +6,9 @@ import subprocess
 from tool import PAGES, SOURCE, ToolTest, has_program, read
 
 COMMANDS = ["parse", "extract", "header", "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
-            "config show", "config get", "config set", "config check"]
+            "config show", "config get", "config set", "config check",
+            "queue list", "queue show", "queue stats", "queue shape", "queue recipients", "queue reasons", "queue watch",
+            "queue retry", "queue hold", "queue release", "queue remove", "queue move", "queue lock", "queue unlock", "queue check"]
 MAN = os.path.join(SOURCE, "docs", "man")
 COMPLETIONS = os.path.join(SOURCE, "tools", "qob", "completions")
 

@@ -11,23 +11,14 @@ constexpr std::size_t kGap = 2;
 
 bool IsPrintable(char c) { return c >= 0x20 && c < 0x7F; }
 
-// The first so many characters.
-std::string_view Cut(std::string_view text, std::size_t width) {
-  std::size_t at = 0;
-  for (std::size_t taken = 0; at < text.size(); ++at) {
-    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && taken++ == width) break;
-  }
-  return text.substr(0, at);
-}
-
 }  // namespace
 
-void AppendVisible(std::string_view text, std::string* out) {
-  if (std::all_of(text.begin(), text.end(), IsPrintable)) {
-    *out += text;
-  } else {
-    *out += Visible(text);
+std::string_view CutToWidth(std::string_view utf8, std::size_t width) {
+  std::size_t at = 0;
+  for (std::size_t taken = 0; at < utf8.size(); ++at) {
+    if ((static_cast<unsigned char>(utf8[at]) & 0xC0) != 0x80 && taken++ == width) break;
   }
+  return utf8.substr(0, at);
 }
 
 FlatTable::FlatTable(std::vector<Column> columns) : columns_(std::move(columns)) {
@@ -52,7 +43,7 @@ void FlatTable::Cell(std::string_view text) {
 
 void FlatTable::Note(std::string_view text) {
   const std::size_t start = text_.size();
-  AppendVisible(text, &text_);
+  text_ += Visible(text);
   cells_.push_back({static_cast<std::uint32_t>(text_.size() - start), 0, true});
 }
 
@@ -76,7 +67,7 @@ void FlatTable::AppendHead(const Paint& paint, std::size_t line_width, std::stri
 
 void FlatTable::EndLine(std::size_t start, std::size_t line_width, std::string* out) const {
   if (line_width > 0 && out->size() - start > line_width)
-    out->resize(start + Cut(std::string_view(*out).substr(start), line_width).size());
+    out->resize(start + CutToWidth(std::string_view(*out).substr(start), line_width).size());
   while (out->size() > start && out->back() == ' ') out->pop_back();
   *out += '\n';
 }

@@ -50,8 +50,8 @@ class FlatTable {
   std::size_t next_column_ = 0;
 };
 
-// Text that is safe to show, appended; what most texts are costs no more than a copy.
-void AppendVisible(std::string_view text, std::string* out);
+// The first so many characters of a text.
+std::string_view CutToWidth(std::string_view utf8, std::size_t width);
 
 }  // namespace cli
 

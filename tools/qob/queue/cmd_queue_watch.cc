@@ -90,16 +90,17 @@ std::string Watch::Picture(const Look& look, const sys::TerminalExtent& extent) 
   std::vector<queue::Message*> shown = look.arranged;
   if (shown.size() > room) shown.resize(room);
   look.snapshot.LookAtFiles(queue_, shown);
-  std::string text = queue::LocalText(now) + "  " + queue::ListSummary(look.all.messages);
+  std::string head = queue::LocalText(now) + "  " + queue::ListSummary(look.all.messages);
   if (look.snapshot.left_out() > 0)
-    text += ", " + std::to_string(look.snapshot.left_out()) + " damaged records";
+    head += ", " + std::to_string(look.snapshot.left_out()) + " damaged records";
+  std::string text(CutToWidth(head, extent.columns));
   text += "\n\n";
   queue::ListStyle style;
   style.terminal = true;
   queue::ListTable(shown, now, style)
       .Append(Paint(arguments_.Value("--color", "auto")), extent.columns, &text);
   std::string picture = "\033[H";
-  for (const char c : text) picture += c == '\n' ? std::string("\033[K\r\n") : std::string(1, c);
+  for (const char c : text) picture += c == '\n' ? std::string("\033[K\n") : std::string(1, c);
   return picture + "\033[J";
 }
 
