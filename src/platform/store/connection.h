@@ -91,7 +91,7 @@ class Connection {
   }
 
   // Inside a write stay.
-  Status CheckpointNow(bool* complete);
+  Status CheckpointNow(int mode, bool* complete);
   std::uint32_t process() const { return process_; }
 
   // The registry's.
@@ -107,6 +107,7 @@ class Connection {
   Connection() = default;
   Status OpenDatabase(std::uint64_t generation);
   Status Configure(const OpenOptions& options);
+  Status SetDurability(Durability durability);
   Status ReadSchema();
   Status ReadOwnDescription();
   Status ReadHeaderNumbers();
@@ -143,6 +144,8 @@ class Connection {
 
   bool damaged_ = false;
   bool no_more_writes_ = false;
+  bool committed_ = false;   // at least once
+  bool log_is_old_ = false;  // the last commit was the first
   int log_pages_ = 0;
   int checkpoint_due_at_ = 0;  // 0 = at the limit
 };

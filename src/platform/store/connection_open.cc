@@ -80,14 +80,23 @@ Status Connection::Configure(const OpenOptions& options) {
       "PRAGMA cache_size=-" +
       std::to_string(kCacheKib) + ";PRAGMA journal_size_limit=" + std::to_string(log_bytes);
   const Status status = Execute(settings.c_str());
-  return status == kOk ? Strengthen(options.durability) : status;
+  return status == kOk ? SetDurability(options.durability) : status;
 }
 
+// Other threads may be at work in the connection by now.
 Status Connection::Strengthen(Durability durability) {
-  const bool full = durability == Durability::kCommit || durability_ == Durability::kCommit;
-  if (full && durability_ == Durability::kCommit) return kOk;
-  const Status status = Execute(full ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
-  if (status == kOk) durability_ = full ? Durability::kCommit : Durability::kSystem;
+  if (durability == durability_ || durability_ == Durability::kCommit) return kOk;
+  const Status entered = Enter(false);
+  if (entered != kOk) return entered;
+  const Status status = SetDurability(durability);
+  Leave(false);
+  return status;
+}
+
+Status Connection::SetDurability(Durability durability) {
+  const Status status = Execute(durability == Durability::kCommit ? "PRAGMA synchronous=FULL"
+                                                                  : "PRAGMA synchronous=NORMAL");
+  if (status == kOk) durability_ = durability;
   return status;
 }
 
