@@ -47,13 +47,6 @@ class EnvelopeCrash : public EnvelopeCallsTest {
       EXPECT_TRUE(after == before_ || after == wanted) << "neither as before nor as wanted";
     }
   }
-  // What the call leaves when it runs through; the message is then as before it again.
-  std::vector<std::string> Wanted(const CallRow& row) {
-    EXPECT_EQ(row.call(path_.c_str(), &db_), row.success) << row.name;
-    std::vector<std::string> after = Bytes();
-    Fill();
-    return after;
-  }
 
   int lost_ = 0;
 };

@@ -19,13 +19,6 @@ class EnvelopeDisk : public EnvelopeCallsTest {
     FaultLayer::Install(spool_.queue());
     EnvelopeCallsTest::SetUp();
   }
-  // What the call leaves when nothing fails.
-  std::vector<std::string> Wanted(const CallRow& row) {
-    EXPECT_EQ(row.call(path_.c_str(), &db_), row.success);
-    std::vector<std::string> after = Bytes();
-    Fill();
-    return after;
-  }
   void OpenAnew() {
     ASSERT_EQ(CloseMesgFile(&db_), 0);
     db_ = {};
