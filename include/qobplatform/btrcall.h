@@ -1,8 +1,8 @@
 /* The record manager: one entry point for files of fixed-length records with indexes, shared by processes.
  *
- * A file has one kind of record and up to its number of indexes, numbered from 0. Entries of an index are ordered by key and,
- * among equal keys, by insertion. A key flagged 0x400 compares without regard to case (ASCII letters). All numbers in the
- * buffers are little-endian.
+ * A file has one kind of record and some indexes, numbered from 0. Entries of an index are ordered by key and, among equal
+ * keys, by insertion. A key flagged 0x400 compares without regard to case (ASCII letters). All numbers in the buffers are
+ * little-endian.
  *
  * A position block is the caller's: 128 plain bytes without alignment that hold one cursor. A byte copy is an independent
  * cursor on the same open file, until the file is closed through any of them; from then on, and in a child process after a
@@ -50,13 +50,15 @@ extern "C" {
  *         keyBuffer, not used for a path.
  * Owner   nothing is kept; positionBlock, buffers and lengths stay the caller's. The block holds all of a cursor: index, key
  *         and number of the record, and its version as read.
- * Result  the status: 0 done; texts from ShowBtrError. 3 closed or no position block; 4 not found; 6 no such index; 7 next on
- *         another index; 8 no record to act on (none was read, a seek failed, or it was deleted through this block); 9 end;
- *         11 no path; 12 no such file; 22 buffer shorter than the record; 30 a foreign or damaged file; 41 no such
- *         operation, a null key or a description of no file; 43 a record number beyond 4 bytes; 46 no permission, or opened
- *         read only; 59 the file exists, whatever keyNumber says: a create never replaces; 80 the record was changed or
- *         deleted by somebody else since it was read; 82 the place in a long key is lost; 84 others held the file too long;
- *         87 too many open; 101 no memory; 2 and 18 of the disk. After a failure the file is as it was.
+ * Result  the status: 0 done; texts from ShowBtrError. 3 closed or no position block; 4 not found; 5 a duplicate where the
+ *         index allows none; 6 no such index; 7 next on another index; 8 no record to act on (none was read, a seek failed,
+ *         or it was deleted through this block); 9 end; 11 no path; 12 no such file; 22 buffer shorter than the record; 30
+ *         a foreign or damaged file; 41 no such operation, a null key or a description of no file; 43 a record number
+ *         beyond 4 bytes; 46 no permission, or opened read only; 49 an index of an unknown type; 59 the file exists,
+ *         whatever keyNumber says: a create never replaces; 80 the record was changed or deleted by somebody else since it
+ *         was read; 82 the place in a long key is lost; 84 others held the file too long; 87 too many open; 101 no memory;
+ *         2, 18 and 35 of the disk and its directories. A failure has changed nothing, but that a change which met 2 may
+ *         come to light when the file is opened anew; a file is created whole or not at all.
  *         Get next gives the first entry behind the block's place, whether the record there still stands or not, and leaves
  *         the block alone at the end. Insert makes the block stand on the new record, in that index. Update keeps the place
  *         that get next goes on from. A seek that finds nothing takes the block's place away.
