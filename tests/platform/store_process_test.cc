@@ -89,6 +89,16 @@ TEST_F(StoreProcess, KeepsTheLogWithinItsLimit) {
   EXPECT_EQ(results, (std::vector<int>{0, 0}));
 }
 
+TEST_F(StoreProcess, KeepsTheLogWithinItsLimitWhenEachComesForOneCommit) {
+  MakeAndOpen();
+  SetLogLimitPages(20);
+  for (int i = 0; i < 100; ++i) {
+    Entry entry;
+    ASSERT_EQ(OpenIt(kQuick)->Insert(SmallRecord("a", i).bytes, &entry), kOk);
+    ASSERT_LT(std::filesystem::file_size(Path() + "-wal"), 40U * kFrameBytes) << i;
+  }
+}
+
 TEST_F(StoreProcess, AReaderThatStaysHoldsTheLogButNobodyUp) {
   const FilePointer file = MakeAndOpen();
   Entry entry;

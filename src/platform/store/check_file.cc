@@ -94,7 +94,7 @@ Status SharedFile::Checkpoint() {
   return Writing([&] {
     if (connection_.in_transaction()) return kNotAllowed;
     bool complete = false;
-    const Status status = connection_.CheckpointNow(&complete);
+    const Status status = connection_.CheckpointNow(SQLITE_CHECKPOINT_PASSIVE, &complete);
     if (status != kOk) return status;
     return complete ? kOk : kBusy;
   });

@@ -102,6 +102,8 @@ int Connection::OnCommit(void* connection, sqlite3*, const char*, int pages) {
   auto* self = static_cast<Connection*>(connection);
   if (pages < self->log_pages_) self->checkpoint_due_at_ = 0;  // the log was begun anew
   self->log_pages_ = pages;
+  self->log_is_old_ = !self->committed_;
+  self->committed_ = true;
   return SQLITE_OK;
 }
 
@@ -109,20 +111,23 @@ void Connection::CheckpointIfDue() {
   const int limit = LogLimitPages();
   if (!in_gate_ || no_more_writes_ || damaged_) return;
   if (log_pages_ < std::max(limit, checkpoint_due_at_)) return;
+  // A moved log is begun anew by the commit after it, but one that comes when all have closed the
+  // file does not know that it was moved: processes that commit once and go would make it longer
+  // and longer. So what was found over the limit is cut.
   bool complete = false;
-  CheckpointNow(&complete);
+  CheckpointNow(log_is_old_ ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_PASSIVE, &complete);
   // A reader may hold the log; trying at every commit would make each as slow as a checkpoint.
   checkpoint_due_at_ = log_pages_ + std::max(limit / 4, 1);
 }
 
-Status Connection::CheckpointNow(bool* complete) {
+Status Connection::CheckpointNow(int mode, bool* complete) {
   *complete = false;
   if (!in_gate_) return kOk;
+  patience_ = Patience(0);  // readers are not waited for
   const auto start = std::chrono::steady_clock::now();
   int in_log = 0;
   int moved = 0;
-  const int rc =
-      sqlite3_wal_checkpoint_v2(db_, nullptr, SQLITE_CHECKPOINT_PASSIVE, &in_log, &moved);
+  const int rc = sqlite3_wal_checkpoint_v2(db_, nullptr, mode, &in_log, &moved);
   const auto took = std::chrono::steady_clock::now() - start;
   NoteCheckpoint(std::chrono::duration_cast<std::chrono::microseconds>(took).count());
   *complete = rc == SQLITE_OK && in_log == moved;

@@ -143,9 +143,9 @@ Status Publish(const std::string& directory, const std::string& temporary, const
   if (error == 0) error = os::FlushPath(temporary);
   if (error == 0) error = os::LinkFile(temporary, path);
   if (error != 0) return StatusOfError(error);
-  error = os::RemoveFile(temporary);
-  const int flushed = os::FlushDirectory(directory);
-  return StatusOfError(error != 0 ? error : flushed);
+  // The file stands; a temporary name that stays is swept by whoever creates next.
+  RemoveLeftovers(temporary);
+  return StatusOfError(os::FlushDirectory(directory));
 }
 
 Status MakeWhole(const std::string& path, const FileDescription& description,
