@@ -77,7 +77,7 @@ int Meet(Op op, Role role, std::int64_t offset = 0, std::int64_t size = 0) {
     ++plan.seen;
     if (plan.seen == plan.nth || (plan.from_then_on && plan.seen > plan.nth)) {
       plan.has_failed = true;
-      error = plan.error;
+      error = op == Op::kName || op == Op::kFlush ? EIO : plan.error;
     }
   }
   state.log.push_back({op, role, offset, size, error != 0});
@@ -87,7 +87,7 @@ int Meet(Op op, Role role, std::int64_t offset = 0, std::int64_t size = 0) {
 struct File {
   sqlite3_file face{};
   Role role = Role::kOther;
-  bool name_is_new = false;
+  bool flushes_name = false;
   std::shared_ptr<StableFile> stable;
 
   sqlite3_file* real() {
@@ -137,7 +137,7 @@ int Truncate(sqlite3_file* file, sqlite3_int64 size) {
   return Real(file)->xTruncate(ours->real(), size);
 }
 
-// The system's layer flushes the directory with the first flush of a log that it made.
+// The system's layer flushes the directory with the first flush of a log that it may have made.
 int Sync(sqlite3_file* file, int) {
   File* const ours = Ours(file);
   const int error = Meet(Op::kSync, ours->role);
@@ -148,7 +148,7 @@ int Sync(sqlite3_file* file, int) {
       ours->stable->Flush();
     }
   }
-  if (error == 0 && std::exchange(ours->name_is_new, false)) g_state->storage.FlushNames();
+  if (error == 0 && std::exchange(ours->flushes_name, false)) g_state->storage.FlushNames();
   return error;
 }
 
@@ -222,7 +222,6 @@ int Open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags, int
   if (const int error = Meet(Op::kOpen, role); error != 0) return error;
   File* const ours = new (file) File;
   ours->role = role;
-  const bool stood = name != nullptr && access(name, F_OK) == 0;
   std::memset(static_cast<void*>(ours->real()), 0, static_cast<std::size_t>(base->szOsFile));
   const int rc = base->xOpen(base, name, ours->real(), flags, given);
   if (rc != SQLITE_OK) {
@@ -230,7 +229,7 @@ int Open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* file, int flags, int
     file->pMethods = nullptr;
     return rc;
   }
-  ours->name_is_new = !stood && role == Role::kLog;
+  ours->flushes_name = role == Role::kLog && (flags & SQLITE_OPEN_CREATE) != 0;
   if (name != nullptr) ours->stable = g_state->storage.File(name);
   ours->face.pMethods = &kMethods;
   return SQLITE_OK;

@@ -278,7 +278,7 @@ TEST(PowerCut, WhileAFileIsMadeLeavesItWholeOrMissing) {
 struct Failure {
   const char* name;
   Op op;
-  int error;
+  int error;        // SQLite's; see FaultLayer::FailAt
   Status reported;  // what the call says
 };
 
@@ -369,6 +369,101 @@ INSTANTIATE_TEST_SUITE_P(
                       Failure{"IndexLock", Op::kShmLock, SQLITE_IOERR_SHMLOCK, store::kIoError},
                       Failure{"Lock", Op::kLock, SQLITE_IOERR_LOCK, store::kIoError}),
     [](const auto& of) { return of.param.name; });
+
+// ---- making a file on a failing disk
+
+class FailingMaking : public ::testing::TestWithParam<Failure> {};
+
+// Reported, and nothing stands in the way of a second try; what is acknowledged in the file then
+// outlives a power cut, the file's name included.
+int MakeOnce(const Bench& bench, const std::string& place, const Failure& failure,
+             std::uint64_t nth, bool from_then_on, Shared& shared) {
+  FaultLayer::Install(place);
+  FaultLayer::FailAt(failure.op, nth, from_then_on, failure.error);
+  Status status = RecordFile::Create(StoreIn(place), TrialDescription(), {});
+  if (!FaultLayer::HasFailed()) return status == store::kOk ? kRanToItsEnd : kWrong;
+  FaultLayer::FailNoMore();
+  if (status != store::kOk) status = RecordFile::Create(StoreIn(place), TrialDescription(), {});
+  // The failed one may have come as far as the name; then what stands there is whole.
+  if (status != store::kOk && status != store::kFileExists) {
+    return Wrong("cannot be made again: " + std::to_string(status));
+  }
+  std::shared_ptr<RecordFile> file;
+  status = Work(place, Durability::kCommit, shared, &file);
+  if (status != store::kOk) return Wrong("cannot be used: " + std::to_string(status));
+  FaultLayer::Cut(kSeed + nth, bench.Images());
+  return kFailedAsPlanned;
+}
+
+TEST_P(FailingMaking, IsReportedAndCanBeDoneAgain) {
+  Bench bench;
+  for (const bool from_then_on : {false, true}) {
+    std::uint64_t nth = 1;
+    for (; nth < kMostOperations; ++nth) {
+      const std::string place = bench.EmptyPlace();
+      const SharedMemory<Shared> shared;
+      const int result = testing::InChild(
+          [&] { return MakeOnce(bench, place, GetParam(), nth, from_then_on, *shared); });
+      if (result == kRanToItsEnd) break;
+      ASSERT_EQ(result, kFailedAsPlanned) << GetParam().name << " " << nth;
+      ASSERT_EQ(
+          AuditImages(bench, [&](const auto& found) { return JudgeAcknowledged(found, *shared); }),
+          0)
+          << GetParam().name << " " << nth << ", then a cut";
+    }
+    EXPECT_GT(nth, 1u) << "nothing failed";
+    EXPECT_LT(nth, kMostOperations);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Failure, FailingMaking,
+    ::testing::Values(Failure{"Open", Op::kOpen, SQLITE_CANTOPEN, store::kNoPermission},
+                      Failure{"Write", Op::kWrite, SQLITE_IOERR_WRITE, store::kIoError},
+                      Failure{"FullDisk", Op::kWrite, SQLITE_FULL, store::kDiskFull},
+                      Failure{"Flush", Op::kSync, SQLITE_IOERR_FSYNC, store::kIoError},
+                      Failure{"Name", Op::kName, 0, store::kIoError},
+                      Failure{"NameFlush", Op::kFlush, 0, store::kIoError}),
+    [](const auto& of) { return of.param.name; });
+
+// ---- reads that come back short
+
+void ReadAll(RecordFile& file) {
+  std::array<Standing, kWriters> found{};
+  Audit(file, found);
+}
+
+// A short read shows bytes that do not stand in the file. Nothing may be written because of them.
+TEST(ShortRead, ChangesNothing) {
+  Bench bench;
+  std::uint64_t nth = 1;
+  for (; nth < kMostOperations; ++nth) {
+    const std::string place = bench.Place();
+    const SharedMemory<Shared> shared;
+    const int result = testing::InChild([&] {
+      FaultLayer::Install(place);
+      std::shared_ptr<RecordFile> file;
+      if (Work(place, Durability::kCommit, *shared, &file) != store::kOk) return kWrong;
+      file.reset();
+      const std::size_t before = FaultLayer::Log().size();
+      FaultLayer::FailAt(Op::kRead, nth, false, SQLITE_IOERR_SHORT_READ);
+      if (RecordFile::Open(StoreIn(place), {}, &file) == store::kOk) ReadAll(*file);
+      file.reset();
+      for (std::size_t i = before; i < FaultLayer::Log().size(); ++i) {
+        const Op op = FaultLayer::Log()[i].op;
+        if (op == Op::kWrite || op == Op::kTruncate) return Wrong("written to");
+      }
+      return FaultLayer::HasFailed() ? kFailedAsPlanned : kRanToItsEnd;
+    });
+    if (result == kRanToItsEnd) break;
+    ASSERT_EQ(result, kFailedAsPlanned) << nth;
+    ASSERT_EQ(AuditIn(place, [&](const auto& found) { return JudgeAcknowledged(found, *shared); }),
+              0)
+        << nth;
+  }
+  EXPECT_GT(nth, 10u);
+  EXPECT_LT(nth, kMostOperations);
+}
 
 }  // namespace
 }  // namespace qob::crash
