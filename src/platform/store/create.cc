@@ -1,6 +1,7 @@
 // A file is made under another name, whole and on stable storage, and then given its own: nobody
 // ever finds it without its tables.
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -70,12 +71,14 @@ Status SwitchToLog(sqlite3* db) {
   sqlite3_stmt* statement = nullptr;
   int rc = sqlite3_prepare_v2(db, "PRAGMA journal_mode=WAL", -1, &statement, nullptr);
   if (rc == SQLITE_OK) rc = sqlite3_step(statement);
-  const bool switched =
-      rc == SQLITE_ROW &&
-      std::string(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))) == "wal";
+  const auto* mode =
+      rc == SQLITE_ROW ? reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)) : nullptr;
+  const bool short_of_memory = rc == SQLITE_ROW && mode == nullptr;
+  const bool switched = mode != nullptr && std::strcmp(mode, "wal") == 0;
   if (rc == SQLITE_ROW) rc = sqlite3_step(statement);  // commits the switch
   sqlite3_finalize(statement);
   if (rc != SQLITE_DONE) return StatusOfResult(db, rc);
+  if (short_of_memory) return kNoMemory;
   if (!switched) return kIoError;  // the file system has no shared memory or no locks
   return StatusOfResult(
       db, sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr));
