@@ -8,9 +8,8 @@ namespace qob::store {
 ReadAhead::Header ReadAhead::ReadHeader() const {
   Header header;
   for (std::size_t i = 0; i < kHeaderWords; ++i) {
-    header[i] = std::atomic_ref<std::uint32_t>(header_[i]).load(std::memory_order_relaxed);
+    header[i] = std::atomic_ref<std::uint32_t>(header_[i]).load(std::memory_order_acquire);
   }
-  std::atomic_thread_fence(std::memory_order_acquire);
   return header;
 }
 
