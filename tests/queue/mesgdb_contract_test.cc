@@ -19,7 +19,8 @@ TEST(MesgdbContract, KeepsRecordsForC) {
 
 TEST(MesgdbContract, BtrcallServesC) {
   const TempSpool spool;
-  EXPECT_EQ(CCallsTheRecordManager(spool.path("small.btr").c_str()), 0) << "the line of mesgdb_contract.c";
+  EXPECT_EQ(CCallsTheRecordManager(spool.path("small.btr").c_str()), 0)
+      << "the line of mesgdb_contract.c";
 }
 
 }  // namespace
