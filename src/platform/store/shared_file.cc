@@ -20,9 +20,12 @@ int SlotOf(int index, int offset) {
   return kFixedStatements + index * kStatementsPerIndex + offset;
 }
 
-Status TakeRow(Statement& row, Entry* entry, std::span<std::byte> record) {
+// An index that leads to a record with another key is damaged, whatever the record says.
+Status TakeRow(Statement& row, const KeyDescription& key, Entry* entry,
+               std::span<std::byte> record) {
   const std::int64_t number = row.Number(kNumberColumn);
   if (!Unsqueeze(row.Raw(kBodyColumn), number, record)) return kNotOurFile;
+  if (row.Bytes(kKeyColumn) != IndexKeyOf(key, record)) return kNotOurFile;
   entry->key.assign(row.Bytes(kKeyColumn));
   entry->number = number;
   entry->version = row.Number(kVersionColumn);
@@ -30,17 +33,42 @@ Status TakeRow(Statement& row, Entry* entry, std::span<std::byte> record) {
 }
 
 // One record or `none`.
-Status TakeOne(Statement& row, Status none, Entry* entry, std::span<std::byte> record) {
+Status TakeOne(Statement& row, Status none, const KeyDescription& key, Entry* entry,
+               std::span<std::byte> record) {
   if (!row.Step()) return row.status() == kOk ? none : row.status();
-  return TakeRow(row, entry, record);
+  return TakeRow(row, key, entry, record);
 }
 
-Status TakeKnown(const ReadAhead::Row& row, Entry* entry, std::span<std::byte> record) {
+Status TakeKnown(const ReadAhead::Row& row, const KeyDescription& key, Entry* entry,
+                 std::span<std::byte> record) {
   if (!Unsqueeze(std::as_bytes(std::span(row.body)), row.number, record)) return kNotOurFile;
+  if (row.key != IndexKeyOf(key, record)) return kNotOurFile;
   entry->key.assign(row.key);
   entry->number = row.number;
   entry->version = row.version;
   return kOk;
+}
+
+// A damaged index may lead a walk in circles.
+bool IsBehind(std::string_view key, std::int64_t number, std::string_view place_key,
+              std::int64_t place_number) {
+  const int order = key.compare(place_key);
+  return order > 0 || (order == 0 && number > place_number);
+}
+
+// Likewise a search anywhere.
+bool Answers(Seek seek, std::string_view found, std::string_view asked) {
+  switch (seek) {
+    case Seek::kEqual:
+      return found == asked;
+    case Seek::kGreater:
+      return found > asked;
+    case Seek::kGreaterOrEqual:
+      return found >= asked;
+    case Seek::kFirst:
+      break;
+  }
+  return true;
 }
 
 // What is planned beyond the entry that was found. Entries that cannot be had now are asked for
@@ -144,9 +172,12 @@ Status SharedFile::Find(int index, Seek seek, std::string_view key, Entry* entry
     const Status status = JudgeRead(index, record);
     if (status != kOk) return status;
     Statement find(connection_, SlotOf(index, static_cast<int>(seek)));
-    if (seek != Seek::kFirst) find.Bind(1, key);
+    const std::string asked(key);  // the caller's key may be the entry's own
+    if (seek != Seek::kFirst) find.Bind(1, asked);
     const Status none = seek == Seek::kEqual ? kNotFound : kEndOfFile;
-    return TakeOne(find, none, entry, record.first(description().record_bytes));
+    const Status found =
+        TakeOne(find, none, KeyOf(index), entry, record.first(description().record_bytes));
+    return found != kOk || Answers(seek, entry->key, asked) ? found : kNotOurFile;
   });
 }
 
@@ -158,14 +189,19 @@ Status SharedFile::Next(int index, std::string_view key, std::int64_t number, En
     record = record.first(description().record_bytes);
     ReadAhead* const ahead = connection_.Ahead();
     const ReadAhead::Row* known = ahead != nullptr ? ahead->Take(index, key, number) : nullptr;
-    if (known != nullptr) return TakeKnown(*known, entry, record);
+    if (known != nullptr) {
+      return IsBehind(known->key, known->number, key, number)
+                 ? TakeKnown(*known, KeyOf(index), entry, record)
+                 : kNotOurFile;
+    }
     // The caller's key may be the entry's own.
     const std::string place(key);
     Statement next(connection_, SlotOf(index, kNextOffset));
     next.Bind(1, place);
     next.Bind(2, number);
     next.Bind(3, ahead != nullptr ? ahead->Plan(index, place, number) : 1);
-    const Status found = TakeOne(next, kEndOfFile, entry, record);
+    const Status found = TakeOne(next, kEndOfFile, KeyOf(index), entry, record);
+    if (found == kOk && !IsBehind(entry->key, entry->number, place, number)) return kNotOurFile;
     if (found == kOk && ahead != nullptr) ReadOn(next, *entry, ahead);
     return found;
   });
@@ -177,7 +213,7 @@ Status SharedFile::Read(std::int64_t number, int index, Entry* entry, std::span<
     if (status != kOk) return status;
     Statement read(connection_, SlotOf(index, kReadOffset));
     read.Bind(2, number);
-    return TakeOne(read, kNotFound, entry, record.first(description().record_bytes));
+    return TakeOne(read, kNotFound, KeyOf(index), entry, record.first(description().record_bytes));
   });
 }
 

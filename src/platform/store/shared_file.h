@@ -53,6 +53,9 @@ class SharedFile final : public RecordFile {
   Status Reading(Work&& work);
   template <class Work>
   Status Writing(Work&& work);
+  const KeyDescription& KeyOf(int index) const {
+    return description().keys[static_cast<std::size_t>(index)];
+  }
   Status JudgeRead(int index, std::span<const std::byte> record) const;
 
   Connection& connection_;
