@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <sqlite3.h>
 
@@ -123,47 +124,64 @@ Status MoveAway(const std::string& directory, const std::string& path) {
   return StatusOfError(error);
 }
 
-// What a creator that was killed left behind; nobody else is at work while the directory is locked.
-Status RemoveLeftovers(const std::string& temporary) {
-  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-    const int error = os::RemoveFile(temporary + suffix);
-    if (error != 0 && error != os::kNotFound) return StatusOfError(error);
+// The name that a file has while it is made, and those that SQLite makes beside it. Composed before
+// anything stands, so that nothing can fail for want of memory afterwards.
+class Temporary {
+ public:
+  explicit Temporary(const std::string& path) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+      names_.push_back(path + kNewSuffix + suffix);
+    }
   }
-  return kOk;
-}
+  const std::string& name() const { return names_.front(); }
+  // Also what a creator that was killed left behind: nobody else is at work while the directory is
+  // locked.
+  Status Remove() const {
+    Status status = kOk;
+    for (const std::string& name : names_) {
+      const int error = os::RemoveFile(name);
+      if (error != 0 && error != os::kNotFound) status = StatusOfError(error);
+    }
+    return status;
+  }
+
+ private:
+  std::vector<std::string> names_;
+};
 
 // The log and its index are made at once, for a reader without write permission could not.
-void MakeLog(const std::string& path) {
+// The file is whole without them.
+void MakeLog(const std::string& path) try {
   std::shared_ptr<RecordFile> file;
   if (RecordFile::Open(path, {}, &file) != kOk) return;
   os::MatchOwnership(path + "-wal", path);
   os::MatchOwnership(path + "-shm", path);
+} catch (const std::bad_alloc&) {
 }
 
-Status Publish(const std::string& directory, const std::string& temporary, const std::string& path,
+Status Publish(const std::string& directory, const Temporary& temporary, const std::string& path,
                const std::string& group) {
-  int error = os::ShareWithGroup(temporary, group);
-  if (error == 0) error = os::FlushPath(temporary);
-  if (error == 0) error = os::LinkFile(temporary, path);
+  int error = os::ShareWithGroup(temporary.name(), group);
+  if (error == os::kNotFound) return kNotAllowed;  // no such group
+  if (error == 0) error = os::FlushPath(temporary.name());
+  if (error == 0) error = os::LinkFile(temporary.name(), path);
   if (error != 0) return StatusOfError(error);
-  // The file stands; a temporary name that stays is swept by whoever creates next.
-  RemoveLeftovers(temporary);
+  temporary.Remove();  // a name that stays is swept by whoever creates next
   return StatusOfError(os::FlushDirectory(directory));
 }
 
-Status MakeWhole(const std::string& path, const FileDescription& description,
-                 const CreateOptions& options) {
-  const std::string directory = DirectoryOf(path);
-  const std::string temporary = path + kNewSuffix;
+Status MakeWhole(const std::string& path, const std::string& directory,
+                 const FileDescription& description, const CreateOptions& options) {
   for (const char* suffix : {"-wal", "-shm"}) {
     const Status status = MoveAway(directory, path + suffix);
     if (status != kOk) return status;
   }
-  Status status = RemoveLeftovers(temporary);
-  if (status == kOk) status = StatusOfError(os::MakeEmptyFile(temporary));
-  if (status == kOk) status = Build(temporary, description);
+  const Temporary temporary(path);
+  Status status = temporary.Remove();
+  if (status == kOk) status = StatusOfError(os::MakeEmptyFile(temporary.name()));
+  if (status == kOk) status = Build(temporary.name(), description);
   if (status == kOk) status = Publish(directory, temporary, path, options.group);
-  if (status != kOk) RemoveLeftovers(temporary);
+  if (status != kOk) temporary.Remove();
   if (status == kOk) MakeLog(path);
   return status;
 }
@@ -177,10 +195,11 @@ Status CreateFile(const std::string& path, const FileDescription& description,
   if (valid != kOk) return valid;
   if (Stands(path)) return kFileExists;
   os::DirectoryLock lock;
-  const int error = lock.Take(DirectoryOf(path), WaitMs());
+  const std::string directory = DirectoryOf(path);
+  const int error = lock.Take(directory, WaitMs());
   if (error == os::kNotFound || error == ENOTDIR) return kDirectoryError;
   if (error != 0) return StatusOfError(error);
-  return Stands(path) ? kFileExists : MakeWhole(path, description, options);
+  return Stands(path) ? kFileExists : MakeWhole(path, directory, description, options);
 }
 
 }  // namespace
