@@ -19,7 +19,7 @@ class CliQueueList(QueueTest):
                   recipient(0x1A2B3, "bob@one.example"), recipient(0x1A2B3, "carol@two.example", "delivered"),
                   message(0x2, "<>", age=90030, stateText="HELD", statusText="checked by hand"),
                   recipient(0x2, "dave@two.example"),
-                  message(0x3, "erin@example.org", age=30, due_in=-1))
+                  message(0x3, "erin@example.org", age=90, due_in=-1))
         self.mail(0x1A2B3, 4300)
         self.mail(0x2, 812)
         self.lock(0x2)
@@ -30,7 +30,7 @@ class CliQueueList(QueueTest):
             "id         age  size  tries    next  sender             rcpts  recipient         status\n"
             "0001A2B3  2h0m  4300      3  in 10m  alice@example.org    1/2  bob@one.example   deferred: timed out\n"
             "00000002  1d1h   812      0       -  <>                     1  dave@two.example  [held] [locked] checked by hand\n"
-            "00000003   30s     -      0     due  erin@example.org       0  -\n"))
+            "00000003    1m     -      0     due  erin@example.org       0  -\n"))
 
     def test_prints_every_recipient_on_request(self):
         self.three()

@@ -31,6 +31,12 @@ std::string PaddedLine(const Columns::Cells& cells, const std::vector<std::size_
 }  // namespace
 
 void Output::Write(std::string_view text) {
+  if (text.size() >= kBufferBytes) {
+    // A long text gains nothing from being copied together with others.
+    Flush();
+    Send(text);
+    return;
+  }
   buffer_ += text;
   if (buffer_.size() >= kBufferBytes) Flush();
 }
@@ -42,8 +48,12 @@ void Output::Line(std::string_view text) {
 
 void Output::Flush() {
   if (buffer_.empty() && error_ == 0) return;
+  Send(buffer_);
+}
+
+void Output::Send(std::string_view text) {
   ClearProgress();
-  if (error_ == 0) error_ = sys::WriteOut(buffer_);
+  if (error_ == 0) error_ = sys::WriteOut(text);
   buffer_.clear();
   if (error_ != 0) {
     throw FatalFailure(ExitCode::kIo,

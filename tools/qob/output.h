@@ -23,6 +23,9 @@ class Output {
   void FlushQuietly() noexcept;
 
  private:
+  // Writes the text, which may be the buffer, and empties the buffer.
+  void Send(std::string_view text);
+
   std::string buffer_;
   int error_ = 0;  // of the first write that failed; nothing is written after it
 };

@@ -1,5 +1,6 @@
 // qob queue show: everything of a message.
 #include <optional>
+#include <unordered_map>
 
 #include "../commands.h"
 #include "../output.h"
@@ -27,7 +28,39 @@ struct Surroundings {
   std::vector<std::string> channels;
 };
 
-Surroundings LookAround(const queue::OpenQueue& queue, const queue::Message& message) {
+// The names of the channels that each of these messages waits on, by home and id.
+class Channels {
+ public:
+  Channels(const queue::OpenQueue& queue, const queue::Selection& selection)
+      : names_(queue.places().size()) {
+    for (const queue::Message* const message : selection.messages)
+      names_[message->home][message->id];
+    for (std::size_t home = 0; home < names_.size(); ++home) {
+      if (!names_[home].empty()) Read(queue.places()[home], &names_[home]);
+    }
+  }
+
+  const std::vector<std::string>& Of(const queue::Message& message) const {
+    return names_[message.home].at(message.id);
+  }
+
+ private:
+  using Names = std::unordered_map<std::uint32_t, std::vector<std::string>>;
+
+  static void Read(const queue::Place& place, Names* names) {
+    const auto status = place.database->AllMarks([&](const qob::store::Mark& mark) {
+      const auto wanted = names->find(mark.id);
+      if (wanted != names->end()) wanted->second.push_back(mark.name);
+      return true;
+    });
+    if (status != qob::store::kOk) throw queue::StoreFailure(place.path, status);
+  }
+
+  std::vector<Names> names_;
+};
+
+Surroundings LookAround(const queue::OpenQueue& queue, const Channels& channels,
+                        const queue::Message& message) {
   Surroundings around;
   around.base = queue.PathOf(message);
   try {
@@ -36,12 +69,7 @@ Surroundings LookAround(const queue::OpenQueue& queue, const queue::Message& mes
     cli::Message(failure.what());
   }
   around.reasons = queue::ReadReasons(around.base);
-  const auto& database = queue.places()[message.home].database;
-  const auto status = database->AllMarks([&](const qob::store::Mark& mark) {
-    if (mark.id == message.id) around.channels.push_back(mark.name);
-    return true;
-  });
-  if (status != qob::store::kOk) throw queue::StoreFailure(around.base, status);
+  around.channels = channels.Of(message);
   return around;
 }
 
@@ -184,8 +212,9 @@ ExitCode RunQueueShow(const Arguments& arguments) {
   queue::Snapshot snapshot(queue, operands.ids);
   const queue::Selection selection = queue::Choose(queue, &snapshot, operands);
   snapshot.LookAtFiles(queue, selection.messages);
+  const Channels channels(queue, selection);
   for (const queue::Message* const message : selection.messages) {
-    const Surroundings around = LookAround(queue, *message);
+    const Surroundings around = LookAround(queue, channels, *message);
     if (arguments.Has("--json")) {
       PrintJson(queue, *message, around);
     } else {

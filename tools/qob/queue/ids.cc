@@ -106,8 +106,8 @@ bool AddWord(const std::string& word, IdCollector* collector) {
 }  // namespace
 
 std::string IdText(std::uint32_t id) {
-  std::string text = qob::spool::RecordKey(id, qob::spool::kMessageKind);
-  text.pop_back();
+  std::string text;
+  for (int shift = 28; shift >= 0; shift -= 4) text += "0123456789ABCDEF"[id >> shift & 15];
   return text;
 }
 

@@ -1,17 +1,9 @@
 #include "message_json.h"
 
+#include "ids.h"
 #include "times.h"
 
 namespace cli::queue {
-namespace {
-
-void PutId(std::uint32_t id, JsonWriter* line) {
-  char digits[8];
-  for (int i = 0; i < 8; ++i) digits[i] = "0123456789ABCDEF"[id >> (28 - 4 * i) & 15];
-  line->Text("id", {digits, sizeof digits});
-}
-
-}  // namespace
 
 void PutMoment(std::string_view name, std::string_view seconds_name, std::int64_t seconds,
                JsonWriter* line) {
@@ -26,7 +18,7 @@ void PutMoment(std::string_view name, std::string_view seconds_name, std::int64_
 
 void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line) {
   line->Text("queue", queue.places()[message.home].path);
-  PutId(message.id, line);
+  line->Text("id", IdText(message.id));
   line->Text("directory", message.directory);
   line->Text("sender", message.sender);
   line->Text("envelope_id", message.envelope_id);

@@ -38,12 +38,6 @@ char* PutTwo(std::int64_t value, char* at) {
   return at + 2;
 }
 
-std::string Print(const char* format, auto... values) {
-  std::array<char, 80> text{};
-  std::snprintf(text.data(), text.size(), format, values...);
-  return text.data();
-}
-
 }  // namespace
 
 UtcText::UtcText(std::int64_t seconds) {
@@ -77,13 +71,18 @@ std::string LocalText(std::int64_t seconds) {
 }
 
 std::string DurationText(std::int64_t seconds) {
-  const auto number = [](std::int64_t value) { return static_cast<long long>(value); };
+  const auto two = [](std::int64_t large, char large_unit, std::int64_t small, char small_unit) {
+    std::string text = std::to_string(large);
+    text += large_unit;
+    text += std::to_string(small);
+    text += small_unit;
+    return text;
+  };
   if (seconds < 0) return "-";
-  if (seconds < 60) return Print("%llds", number(seconds));
-  if (seconds < 3600) return Print("%lldm", number(seconds / 60));
-  if (seconds < kDaySeconds)
-    return Print("%lldh%lldm", number(seconds / 3600), number(seconds / 60 % 60));
-  return Print("%lldd%lldh", number(seconds / kDaySeconds), number(seconds / 3600 % 24));
+  if (seconds < 60) return std::to_string(seconds) + "s";
+  if (seconds < 3600) return std::to_string(seconds / 60) + "m";
+  if (seconds < kDaySeconds) return two(seconds / 3600, 'h', seconds / 60 % 60, 'm');
+  return two(seconds / kDaySeconds, 'd', seconds / 3600 % 24, 'h');
 }
 
 std::string NextText(std::int64_t retry_at, std::int64_t now) {
@@ -97,7 +96,9 @@ std::string SizeText(std::int64_t bytes) {
   double size = static_cast<double>(bytes) / 1024;
   int unit = 0;
   for (; size >= 1024 && unit < 5; ++unit) size /= 1024;
-  return Print(size < 9.95 ? "%.1f%c" : "%.0f%c", size, kUnits[unit]);
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), size < 9.95 ? "%.1f%c" : "%.0f%c", size, kUnits[unit]);
+  return text.data();
 }
 
 }  // namespace cli::queue
