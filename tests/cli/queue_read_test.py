@@ -4,10 +4,11 @@ import hashlib
 import os
 import shutil
 import sqlite3
+import subprocess
 import time
 
-from queue_tool import QueueTest, message, recipient
-from tool import NOBODY, TALLY_MEMBERS, has_program, read
+from queue_tool import FILL, QueueTest, message, recipient
+from tool import NOBODY, TALLY_MEMBERS, TOOL, has_program, read
 
 ESCAPE = "\x1b[2Jgone\x07"
 
@@ -174,6 +175,19 @@ class CliQueueList(QueueTest):
         self.assertEqual(len(self.lines("queue", "list")), 3001)
         self.assertEqual(len(self.lines("queue", "list", "--limit", "10")), 11)
 
+    def test_shows_one_moment_while_others_write(self):
+        self.fill()
+        # All messages and recipients come with one commit.
+        writer = subprocess.Popen([FILL, self.queue, "--bulk", "2000", "3"])
+        counts = []
+        while writer.poll() is None:
+            rows = self.json("queue", "list", "--limit", "5000")
+            counts.append(len(rows))
+            self.assertEqual({len(row["recipients"]) for row in rows} - {3}, set())
+        self.assertEqual(writer.returncode, 0)
+        self.assertEqual(set(counts) - {0, 2000}, set())
+        self.assertEqual(len(self.ids()), 2000)
+
     def test_fails_when_the_output_is_full(self):
         self.bulk(100, 1)
         with open("/dev/full", "wb") as full:
@@ -267,19 +281,17 @@ class CliQueueFaults(QueueTest):
             os.chown(path, 0, group)
         os.chmod(self.queue, 0o750)
         before = {name: read(os.path.join(self.queue, name)) for name in os.listdir(self.queue) if not name.endswith("-shm")}
-        import tool
         for words in (["list", "--json"], ["list"], ["show", "00000001"], ["stats"], ["shape"], ["recipients"], ["reasons", "00000001"],
                       ["watch", "--count", "1"]):
-            done = self.as_member(tool.TOOL, group, "queue", *words)
+            done = self.as_member(TOOL, group, "queue", *words)
             self.assertEqual((done.returncode, done.stderr), (0, b""), words)
-        self.assertEqual(self.objects(self.as_member(tool.TOOL, group, "queue", "list", "--json").stdout)[0]["size"], 10)
-        stranger = self.as_member(tool.TOOL, NOBODY, "queue", "list")
+        self.assertEqual(self.objects(self.as_member(TOOL, group, "queue", "list", "--json").stdout)[0]["size"], 10)
+        stranger = self.as_member(TOOL, NOBODY, "queue", "list")
         self.assertEqual(stranger.returncode, 77, stranger.stderr)
         after = {name: read(os.path.join(self.queue, name)) for name in os.listdir(self.queue) if not name.endswith("-shm")}
         self.assertEqual(after, before)
 
     def as_member(self, tool, group, *words):
-        import subprocess
         return subprocess.run(["setpriv", "--reuid", str(NOBODY), "--regid", str(group), "--clear-groups", tool, *words],
                               env=self.environment(), capture_output=True, timeout=100, stdin=subprocess.DEVNULL)
 
