@@ -122,6 +122,14 @@ class CliQueueCheck(CheckTest):
         self.assertEqual(self.found(0, "--repair"), [])
         self.assertEqual(self.corrupt(), ["00000009.msg", "00000009.records", "report.txt"])
 
+    def test_tells_a_message_without_recipients_and_leaves_it(self):
+        self.fill(message(9))
+        self.mail(9)
+        for words in ((), ("--repair",)):
+            self.assertEqual(self.found(65, *words), [("no-recipients", "00000009", "none")])
+        self.assertEqual(len(self.ids()), 3)
+        self.assertTrue(os.path.exists(self.name(9)))
+
     def test_mends_an_interrupted_move(self):
         self.fill(message(9, directory="out"), recipient(9, "x@x.example"))
         write(self.name(9), "on its way")

@@ -108,7 +108,7 @@ void Census::TakeRecord(std::size_t place, std::int64_t number, const void* byte
     trace.holder =
         queue_.HolderOf(static_cast<std::uint32_t>(place), FieldText(record.directoryName));
   } else if (id && IsKind(key.back(), qob::spool::kRecipientKind)) {
-    Of(*id);
+    Of(*id).has_recipients = true;
   } else {
     strange_.push_back({place, number, std::string(key)});
   }
@@ -148,8 +148,8 @@ Status Census::ReadRecords(std::size_t place) {
 std::vector<std::uint32_t> Census::Doubtful() const {
   std::vector<std::uint32_t> ids;
   for (const auto& [id, trace] : traces_) {
-    const bool whole = !trace.doubtful && trace.has_record && trace.holder != kNowhere &&
-                       trace.file == trace.holder &&
+    const bool whole = !trace.doubtful && trace.has_record && trace.has_recipients &&
+                       trace.holder != kNowhere && trace.file == trace.holder &&
                        (trace.reasons == kNowhere || trace.reasons == trace.holder);
     if (!whole) ids.push_back(id);
   }

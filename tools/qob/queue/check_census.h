@@ -69,6 +69,7 @@ class Census {
     std::int32_t reasons = kNowhere;  // likewise
     std::int32_t holder = kNowhere;   // the place that its record names
     bool has_record = false;
+    bool has_recipients = false;
     bool doubtful = false;  // a lock, two of anything, a name that leads nowhere
   };
 

@@ -166,6 +166,13 @@ void MessageCheck::JudgeLost(std::size_t home) {
   }
 }
 
+// It was taken in half, or done with and not removed: which of the two, people must tell.
+void MessageCheck::JudgeForNobody(std::size_t holder) {
+  Finding finding = Made(Kind::kNoRecipients, holder, "", "a message without recipients");
+  finding.detail = "look at it with 'qob queue show', then 'qob queue remove' it";
+  findings_.push_back(std::move(finding));
+}
+
 void MessageCheck::JudgeUnfinished(std::size_t home) {
   const MessageFacts::At& at = facts_.at[home];
   std::vector<const StoredRecord*> records = Pointers(at.messages);
@@ -234,6 +241,7 @@ void MessageCheck::JudgeRecordOf(std::size_t home) {
     JudgeUnfinished(home);
   } else if (facts_.at[holder].message_file && claimed_[holder] == 0) {
     claimed_[holder] = 1;
+    if (at.recipients.empty()) JudgeForNobody(holder);
   } else {
     JudgeMissing(home, holder);
   }

@@ -59,6 +59,7 @@ class MessageCheck {
   void JudgeRecords();
   void JudgeRecordOf(std::size_t home);
   void JudgeMissing(std::size_t home, std::size_t holder);
+  void JudgeForNobody(std::size_t holder);
   void JudgeUnfinished(std::size_t home);
   void JudgeLost(std::size_t home);
   void JudgeFiles();

@@ -10,13 +10,17 @@ namespace {
 
 constexpr const char* kSchema = "qob.queue-check/1";
 
-constexpr const char* kKindWords[] = {"stale-lock",       "held-lock",       "orphan-file",
-                                      "missing-file",     "lost-recipients", "interrupted-move",
-                                      "unfinished",       "stray-reasons",   "second-record",
-                                      "stray-mark",       "stray-note",      "unknown-directory",
-                                      "strange-record",   "damaged-record",  "damaged-database",
-                                      "missing-database", "damaged-counter", "leftover",
-                                      "no-locks",         "volatile",        "modes"};
+constexpr const char* kKindWords[] = {"stale-lock",        "held-lock",
+                                      "orphan-file",       "missing-file",
+                                      "lost-recipients",   "interrupted-move",
+                                      "no-recipients",     "unfinished",
+                                      "stray-reasons",     "second-record",
+                                      "stray-mark",        "stray-note",
+                                      "unknown-directory", "strange-record",
+                                      "damaged-record",    "damaged-database",
+                                      "missing-database",  "damaged-counter",
+                                      "leftover",          "no-locks",
+                                      "volatile",          "modes"};
 constexpr const char* kRemedyWords[] = {"none", "possible", "done", "failed"};
 
 const char* WordOf(Kind kind) { return kKindWords[static_cast<int>(kind)]; }

@@ -20,6 +20,7 @@ enum class Kind {
   kMissingFile,     // a record without its file
   kLostRecipients,  // recipients without a message
   kInterruptedMove,
+  kNoRecipients,  // a whole message that is for nobody
   kUnfinished,    // an envelope whose writing ended half-way
   kStrayReasons,  // reasons without a message beside them
   kSecondRecord,
