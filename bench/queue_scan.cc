@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 
 int main(int argc, char** argv) {
   if (argc != 2) {
@@ -21,14 +22,17 @@ int main(int argc, char** argv) {
   const QueueScanFilter filter = {1, 0, 1};
   long messages = 0;
   const auto start = std::chrono::steady_clock::now();
+  const std::clock_t cpu_start = std::clock();
   for (char* path = FindFirstQueueId(argv[1], &db, &filter); path != nullptr;
        path = FindNextQueueId(argv[1], &db, &filter)) {
     ++messages;
     ReleaseQueueId(path);
   }
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  const double cpu_seconds = static_cast<double>(std::clock() - cpu_start) / CLOCKS_PER_SEC;
   CloseMesgFile(&db);
   TerminateQOBDll();
-  std::printf("{\"messages\": %ld, \"seconds\": %.4f}\n", messages, seconds.count());
+  std::printf("{\"messages\": %ld, \"seconds\": %.4f, \"cpu_seconds\": %.4f}\n", messages,
+              seconds.count(), cpu_seconds);
   return 0;
 }
