@@ -8,6 +8,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
+constexpr std::size_t kBlockBytes = 64 * 1024;
 
 bool IsPrintable(char c) { return c >= 0x20 && c < 0x7F; }
 
@@ -25,6 +26,12 @@ FlatTable::FlatTable(std::vector<Column> columns) : columns_(std::move(columns))
   for (const Column& column : columns_) widths_.push_back(Width(column.head));
 }
 
+void FlatTable::Reserve(std::size_t rows) {
+  constexpr std::size_t kUsualRowBytes = 128;
+  cells_.reserve(rows * columns_.size());
+  text_.reserve(rows * kUsualRowBytes);
+}
+
 void FlatTable::Cell(std::string_view text) {
   std::size_t bytes = text.size();
   std::size_t width = bytes;
@@ -36,7 +43,7 @@ void FlatTable::Cell(std::string_view text) {
     bytes = visible.size();
     width = Width(visible);
   }
-  cells_.push_back({static_cast<std::uint32_t>(bytes), static_cast<std::uint32_t>(width), false});
+  cells_.push_back({static_cast<std::uint32_t>(bytes), static_cast<std::uint32_t>(width)});
   widths_[next_column_] = std::max(widths_[next_column_], width);
   if (++next_column_ == columns_.size()) next_column_ = 0;
 }
@@ -44,7 +51,7 @@ void FlatTable::Cell(std::string_view text) {
 void FlatTable::Note(std::string_view text) {
   const std::size_t start = text_.size();
   text_ += Visible(text);
-  cells_.push_back({static_cast<std::uint32_t>(text_.size() - start), 0, true});
+  cells_.push_back({static_cast<std::uint32_t>(text_.size() - start), kNote});
 }
 
 void FlatTable::AppendCell(std::size_t column, std::string_view text, std::size_t width,
@@ -73,6 +80,12 @@ void FlatTable::EndLine(std::size_t start, std::size_t line_width, std::string* 
 }
 
 void FlatTable::Append(const Paint& paint, std::size_t line_width, std::string* out) const {
+  Append(
+      paint, line_width, [](std::string*) {}, out);
+}
+
+void FlatTable::Append(const Paint& paint, std::size_t line_width, const Sink& sink,
+                       std::string* out) const {
   AppendHead(paint, line_width, out);
   std::size_t column = 0;
   std::size_t start = out->size();
@@ -80,7 +93,7 @@ void FlatTable::Append(const Paint& paint, std::size_t line_width, std::string* 
   for (const Extent& cell : cells_) {
     const std::string_view text = left.substr(0, cell.bytes);
     left.remove_prefix(cell.bytes);
-    if (cell.note) {
+    if (cell.width == kNote) {
       *out += text;
     } else {
       AppendCell(column, text, cell.width, out);
@@ -88,14 +101,19 @@ void FlatTable::Append(const Paint& paint, std::size_t line_width, std::string* 
     }
     if (column != 0) continue;
     EndLine(start, line_width, out);
+    sink(out);
     start = out->size();
   }
 }
 
 void FlatTable::Print(const Paint& paint, std::size_t line_width) const {
   std::string text;
-  text.reserve(text_.size() * 2);
-  Append(paint, line_width, &text);
+  const auto write_blocks = [](std::string* block) {
+    if (block->size() < kBlockBytes) return;
+    Out().Write(*block);
+    block->clear();
+  };
+  Append(paint, line_width, write_blocks, &text);
   Out().Write(text);
 }
 

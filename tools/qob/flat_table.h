@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,8 @@ class FlatTable {
 
   explicit FlatTable(std::vector<Column> columns);
 
+  // Room for so many rows, so that they are not moved as they become more.
+  void Reserve(std::size_t rows);
   void Cell(std::string_view text);
   // A line of its own between two rows, without columns.
   void Note(std::string_view text);
@@ -34,10 +37,13 @@ class FlatTable {
  private:
   struct Extent {
     std::uint32_t bytes;
-    std::uint32_t width;
-    bool note;
+    std::uint32_t width;  // kNote: no cell but a note
   };
+  static constexpr std::uint32_t kNote = 0xFFFFFFFF;
+  using Sink = std::function<void(std::string* text)>;  // may take away what it is given
 
+  // Calls the sink after every line.
+  void Append(const Paint& paint, std::size_t line_width, const Sink& sink, std::string* out) const;
   void AppendHead(const Paint& paint, std::size_t line_width, std::string* out) const;
   void AppendCell(std::size_t column, std::string_view text, std::size_t width,
                   std::string* out) const;

@@ -10,7 +10,7 @@ namespace cli {
 namespace {
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
-constexpr std::size_t kLeastBlock = 64 * 1024;
+constexpr std::size_t kLeastBlock = 128 * 1024;
 constexpr std::size_t kLongestNumber = 20;
 
 // Characters that stand for themselves.

@@ -2,6 +2,7 @@
 #include "../commands.h"
 #include "../output.h"
 #include "../system.h"
+#include "../system_memory.h"
 #include "../system_terminal.h"
 #include "files_ahead.h"
 #include "list.h"
@@ -28,6 +29,7 @@ void PrintTable(const Arguments& arguments, std::span<queue::Message* const> mes
 }  // namespace
 
 ExitCode RunQueueList(const Arguments& arguments) {
+  sys::KeepFreedMemory();
   const queue::Operands operands = queue::ReadOperands(arguments.operands);
   const queue::OpenQueue queue(arguments, queue::Access::kRead);
   const bool all = operands.ids.empty() && operands.filter.empty() && !arguments.Has("--limit");

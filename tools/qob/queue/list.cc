@@ -61,6 +61,7 @@ FlatTable ListTable(std::span<Message* const> messages, std::int64_t now, const 
                    {"rcpts", true},
                    {"recipient"},
                    {"status"}});
+  table.Reserve(messages.size());
   for (const Message* const message : messages) {
     table.Cell(IdText(message->id));
     table.Cell(message->created == 0 ? "-" : DurationText(now - message->created));

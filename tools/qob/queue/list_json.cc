@@ -7,7 +7,7 @@ namespace cli::queue {
 namespace {
 
 constexpr const char* kSchema = "qob.queue-list/1";
-constexpr std::size_t kBlockBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = 64 * 1024;
 
 }  // namespace
 
