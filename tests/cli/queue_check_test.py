@@ -218,11 +218,24 @@ class CliQueueCheck(CheckTest):
         self.assertEqual(self.corrupt(), [".qob-4711-1.new", "mesg.btr-new", "mesg.btr-new-wal", "report.txt"])
 
     def test_mends_a_damaged_record(self):
+        self.fill(recipient(1, "second@x.example"))
         ((body,),) = self.sql("SELECT body FROM records WHERE number=2")
         self.sql(("UPDATE records SET body=? WHERE number=2", (body[:-1] + bytes([body[-1] ^ 1]),)))
         self.mends([("damaged-record", "00000001")])
         self.assertEqual(self.saved("00000001.2.damaged"), body[:-1] + bytes([body[-1] ^ 1]))
-        self.assertEqual(self.ids(), ["00000001", "00000002"])
+        (row,) = self.json("queue", "show", "00000001")
+        self.assertEqual([one["address"] for one in row["recipients"]], ["second@x.example"])
+
+    def test_tells_that_a_damaged_record_was_the_last_recipient(self):
+        self.sql("UPDATE records SET body=x'00' WHERE number=2")
+        self.assertEqual(self.found(65, "--repair"), [("damaged-record", "00000001", "done"), ("no-recipients", "00000001", "none")])
+        self.assertTrue(os.path.exists(self.name(1)))
+
+    def test_mends_several_damaged_records_of_one_message(self):
+        self.sql("UPDATE records SET body=x'00' WHERE number IN (1, 2)")
+        self.assertEqual(self.found(0, "--repair"), [("damaged-record", "00000001", "done")] * 2 +
+                         [("orphan-file", "00000001", "done")])
+        self.assertEqual(self.found(0), [])
 
     def test_mends_a_damaged_message_record_and_keeps_the_mail(self):
         mail = read(self.name(1))

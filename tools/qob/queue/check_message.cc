@@ -341,14 +341,21 @@ void MessageCheck::JudgeDamaged(const Census::DamagedRecord& record) {
                     [&](std::string* detail) { return SaveDamaged(record, detail); });
   }
   End();
-  if (mended && record.id) damaged_.push_back(*record.id);
+  if (!record.id) return;
+  if (mended) {
+    damaged_.push_back(*record.id);
+  } else {
+    unread_.push_back(*record.id);
+  }
 }
 
 void MessageCheck::JudgeRest() {
   std::sort(damaged_.begin(), damaged_.end());
   damaged_.erase(std::unique(damaged_.begin(), damaged_.end()), damaged_.end());
-  for (const std::uint32_t id : damaged_) Judge(id);
-  damaged_.clear();
+  for (const std::uint32_t id : damaged_) {
+    // What cannot be read whole cannot be judged.
+    if (std::find(unread_.begin(), unread_.end(), id) == unread_.end()) Judge(id);
+  }
 }
 
 // ---- remedies ----

@@ -96,6 +96,7 @@ class MessageCheck {
   std::vector<Finding> findings_;       // told at the end, when the guards still stand
   std::vector<char> claimed_;           // by place: its files belong to a record
   std::vector<std::uint32_t> damaged_;  // ids whose damaged records are gone
+  std::vector<std::uint32_t> unread_;   // ids of which a damaged record stands
   bool elsewhere_ = false;              // a record names a directory that is not open
 };
 
