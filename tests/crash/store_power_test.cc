@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -147,11 +148,11 @@ int AuditIn(const std::string& directory, Judge&& judge) {
   });
 }
 
-// All ways of losing, each judged by itself.
+// Ways of losing, each judged by itself.
 template <class Judge>
-int AuditImages(const Bench& bench, Judge&& judge) {
+int AuditImages(const Bench& bench, std::span<const Loss> losses, Judge&& judge) {
   return testing::InChild([&] {
-    for (Loss loss : kLosses) {
+    for (Loss loss : losses) {
       const std::string wrong = AuditDirectory(bench.Image(loss), judge);
       if (!wrong.empty()) return Wrong(std::string("loss ") + NameOf(loss) + ": " + wrong);
     }
@@ -195,7 +196,8 @@ void CutEverywhere(Durability durability) {
     if (result == kRanToItsEnd) break;
     ASSERT_EQ(result, kCutExit) << nth;
     const auto judge = durability == Durability::kCommit ? JudgeAcknowledged : JudgePrefix;
-    ASSERT_EQ(AuditImages(bench, [&](const auto& found) { return judge(found, *shared); }), 0)
+    ASSERT_EQ(AuditImages(bench, kLosses, [&](const auto& found) { return judge(found, *shared); }),
+              0)
         << "cut before operation " << nth;
   }
   std::printf("%llu operations\n", static_cast<unsigned long long>(nth - 1));
@@ -282,6 +284,8 @@ struct Failure {
   Status reported;  // what the call says
 };
 
+constexpr Loss kLossesAfterAFailure[] = {Loss::kAll, Loss::kSome};
+
 class FailingDisk : public ::testing::TestWithParam<Failure> {};
 
 // Everything about one failure, in its own process: the failure is reported or nothing failed; with
@@ -345,8 +349,9 @@ void FailEverywhere(const Failure& failure, bool from_then_on) {
         [&] { return FailOnce(bench, place, failure, nth, from_then_on, *shared); });
     if (result == kRanToItsEnd) break;
     ASSERT_EQ(result, kFailedAsPlanned) << failure.name << " " << nth;
-    ASSERT_EQ(
-        AuditImages(bench, [&](const auto& found) { return JudgeAcknowledged(found, *shared); }), 0)
+    ASSERT_EQ(AuditImages(bench, kLossesAfterAFailure,
+                          [&](const auto& found) { return JudgeAcknowledged(found, *shared); }),
+              0)
         << failure.name << " " << nth << ", then a cut";
   }
   std::printf("%llu operations\n", static_cast<unsigned long long>(nth - 1));
@@ -406,9 +411,9 @@ TEST_P(FailingMaking, IsReportedAndCanBeDoneAgain) {
           [&] { return MakeOnce(bench, place, GetParam(), nth, from_then_on, *shared); });
       if (result == kRanToItsEnd) break;
       ASSERT_EQ(result, kFailedAsPlanned) << GetParam().name << " " << nth;
-      ASSERT_EQ(
-          AuditImages(bench, [&](const auto& found) { return JudgeAcknowledged(found, *shared); }),
-          0)
+      ASSERT_EQ(AuditImages(bench, kLossesAfterAFailure,
+                            [&](const auto& found) { return JudgeAcknowledged(found, *shared); }),
+                0)
           << GetParam().name << " " << nth << ", then a cut";
     }
     EXPECT_GT(nth, 1u) << "nothing failed";
