@@ -154,6 +154,18 @@ TEST_F(NewId, OfAClosedDatabaseIsNull) {
   EXPECT_EQ(Locks(), Texts{});
 }
 
+TEST_F(NewId, OfAForeignDatabaseIsNullAndTheFileStays) {
+  TempSpool::Write(Other() + "/mesg.btr", "a list of groceries");
+  MesgHandle foreign{};
+  EXPECT_EQ(OpenMesgFile(Other().c_str(), &foreign), 30);
+  EXPECT_EQ(GetNewQueueId(Other().c_str(), &foreign), nullptr);
+  EXPECT_EQ(FindFirstQueueId(Other().c_str(), &foreign, nullptr), nullptr);
+  EXPECT_EQ(log_.texts(1),
+            Texts{std::string("FindFirstQueueId failed, Btrieve error :") + ShowBtrError(3)});
+  EXPECT_EQ(Names(Other()), Texts{"mesg.btr"});
+  EXPECT_EQ(TempSpool::Read(Other() + "/mesg.btr"), "a list of groceries");
+}
+
 TEST_F(NewId, LeavesTheHandleWhereItStood) {
   Records(Path("000000AA"), 2);
   MesgRecord record;
