@@ -8,7 +8,8 @@
 //     12     4  size of a mutex on this machine
 //     16    40  the kernel's boot id
 //     56     8  the file's inode number
-//     64     .  the outer mutex; the inner one behind it, on a cache line of its own; behind that, on
+//     64     .  the outer mutex; the inner one behind it, on a cache line of its own; behind that,
+//     on
 //               another, 4 bytes: how many wait for the outer one, 4 bytes: the thread that was
 //               inside last
 //
