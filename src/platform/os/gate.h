@@ -9,13 +9,12 @@
 //     16    40  the kernel's boot id
 //     56     8  the file's inode number
 //     64     .  the outer mutex; the inner one behind it, on a cache line of its own; behind that,
-//     on
-//               another, 4 bytes: how many wait for the outer one, 4 bytes: the thread that was
+//               on another, 4 bytes: how many wait for the outer one, 4 bytes: the thread that was
 //               inside last
 //
 // A file of another machine, boot or layout, or one that was copied with a holder's mark in it, is
-// made anew by the first who opens it. The gate keeps
-// order, not safety: what it guards has locks of its own.
+// made anew by the first who opens it. The gate keeps order, not safety: what it guards has locks
+// of its own.
 #pragma once
 #include <cstdint>
 #include <memory>
