@@ -397,5 +397,37 @@ TEST_F(StoreOpen, NeedsPermissionToCreate) {
   EXPECT_TRUE(fs::is_empty(spool_.queue()));
 }
 
+TEST_F(StoreOpen, FindsWhatIsWrongInAFile) {
+  const struct {
+    const char* change;
+    const char* problem;
+  } rows[] = {{"UPDATE records SET body=x'00' WHERE number=2", "record 2 is damaged"},
+              {"UPDATE records SET body=(SELECT body FROM records WHERE number=1) WHERE number=3",
+               "record 3 is damaged"},
+              {"UPDATE records SET k2=x'61' WHERE number=4", "record 4 has another key in index 2"},
+              {"UPDATE sqlite_sequence SET seq=5 WHERE name='records'",
+               "a record number may be given twice"}};
+  for (const auto& row : rows) {
+    MakeFilled();
+    Sql(row.change);
+    const FilePointer file = OpenIt();
+    std::string problem;
+    EXPECT_EQ(file->Check(&problem, {}), kOk) << row.change;
+    EXPECT_EQ(problem, row.problem);
+    std::int64_t asked = 0;
+    EXPECT_EQ(file->Check(&problem, [&](std::int64_t done) { return (asked = done) < 1; }), kOk);
+    EXPECT_EQ(asked, 1);
+    EXPECT_THROW(file->Check(&problem,
+                             [](std::int64_t done) -> bool {
+                               if (done > 0) throw 1;
+                               return true;
+                             }),
+                 int);
+    EXPECT_EQ(file->AddMark("written", 1), kOk) << "what was shown is over";
+    fs::remove(Path());
+    RemoveLog();
+  }
+}
+
 }  // namespace
 }  // namespace qob::testing

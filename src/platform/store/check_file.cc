@@ -81,9 +81,8 @@ Status SharedFile::Check(std::string* problem, const std::function<bool(std::int
     bool stopped = false;
     Status status = CheckPages(connection_, progress, problem, &stopped);
     if (status == kOk && !stopped && problem->empty()) {
-      connection_.Showing(true);
+      const Show show(connection_);
       status = CheckRecords(connection_, progress, problem);
-      connection_.Showing(false);
     }
     if (status == kNotOurFile && problem->empty()) *problem = sqlite3_errmsg(connection_.db());
     return status;

@@ -6,21 +6,6 @@
 #include "platform/store/stay.h"
 
 namespace qob::store {
-namespace {
-
-// What is shown belongs to one moment; a change by the one who looks would blur it.
-class Show {
- public:
-  explicit Show(Connection& connection) : connection_(connection) { connection_.Showing(true); }
-  ~Show() { connection_.Showing(false); }
-  Show(const Show&) = delete;
-  Show& operator=(const Show&) = delete;
-
- private:
-  Connection& connection_;
-};
-
-}  // namespace
 
 Status SharedFile::Snapshot(const std::function<bool(const Seen&)>& visit) {
   return Reading([&] {

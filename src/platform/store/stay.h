@@ -24,6 +24,18 @@ class Stay {
   Status status_;
 };
 
+// What is shown belongs to one moment; a change by the one who looks would blur it.
+class Show {
+ public:
+  explicit Show(Connection& connection) : connection_(connection) { connection_.Showing(true); }
+  ~Show() { connection_.Showing(false); }
+  Show(const Show&) = delete;
+  Show& operator=(const Show&) = delete;
+
+ private:
+  Connection& connection_;
+};
+
 template <class Work>
 Status InStay(Connection& connection, bool write, Work&& work) {
   try {
