@@ -71,6 +71,15 @@ class CliQueueCheck(CheckTest):
         self.assertEqual(self.corrupt(), ["00000077.msg", "00000077.rea", "report.txt"])
         self.assertEqual(self.saved("00000077.msg"), b"precious")
 
+    def test_leaves_a_file_that_records_of_the_sites_own_queue_may_know(self):
+        self.fill(message(0x55, directory="out"), recipient(0x55, "x@x.example"), queue=self.out)
+        for number in (0x55, 0x77):
+            write(os.path.join(self.out, "%08X.msg" % number), "mail")
+        for words in ((), ("--repair",)):
+            self.assertEqual(self.found(65, "--queue", self.out, *words), [("orphan-file", "00000077", "none")])
+        self.assertEqual(self.corrupt(self.out), [])
+        self.assertEqual(self.found(0, self.out, "--repair"), [("orphan-file", "00000077", "done")])
+
     def test_mends_reasons_alone(self):
         write(self.name(0x77, ".rea"), "why\n")
         self.mends([("stray-reasons", "00000077")])

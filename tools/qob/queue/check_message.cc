@@ -267,10 +267,17 @@ void MessageCheck::JudgeRecords() {
   for (const std::size_t home : later) JudgeRecordOf(home);
 }
 
+// Records of the site's own directory may know the file.
+void MessageCheck::TellPerhaps(Finding finding) {
+  finding.detail = "name the site's own queue directory as well: its records may know it";
+  findings_.push_back(std::move(finding));
+}
+
 void MessageCheck::JudgeOrphan(std::size_t place) {
   const bool elsewhere = std::count(claimed_.begin(), claimed_.end(), 1) > 0;
   const std::string why = elsewhere ? "a second file of a message that lies in another directory"
                                     : "a message file that no record knows";
+  if (!mode_.whole_system) return TellPerhaps(Made(Kind::kOrphanFile, place, kMessageFile, why));
   if (Settle(Made(Kind::kOrphanFile, place, kMessageFile, why), "moves it to corrupt/",
              [&](std::string* detail) { return PutAway(place, kMessageFile, why, detail); }))
     facts_.at[place].message_file = false;
@@ -281,6 +288,7 @@ void MessageCheck::JudgeReasons(std::size_t place) {
       static_cast<std::size_t>(std::find(claimed_.begin(), claimed_.end(), 1) - claimed_.begin());
   const bool follows = holder < claimed_.size() && !facts_.at[holder].reasons;
   const std::string why = "reasons without a message beside them";
+  if (!mode_.whole_system) return TellPerhaps(Made(Kind::kStrayReasons, place, kReasonFile, why));
   const std::string plan =
       follows ? "moves them to " + queue_.places()[holder].path : "moves them to corrupt/";
   Settle(Made(Kind::kStrayReasons, place, kReasonFile, why), plan, [&](std::string* detail) {

@@ -18,6 +18,8 @@ namespace cli::queue {
 struct CheckMode {
   bool repair = false;
   bool locks = true;  // locks can be taken; without them nothing is certain
+  // The site's own queue directory is among those checked: what no record knows is known by none.
+  bool whole_system = true;
 };
 
 // All that belongs to one id.
@@ -64,6 +66,7 @@ class MessageCheck {
   void JudgeLost(std::size_t home);
   void JudgeFiles();
   void JudgeOrphan(std::size_t place);
+  void TellPerhaps(Finding finding);
   void JudgeReasons(std::size_t place);
 
   Finding Made(Kind kind, std::size_t place, const char* extension, std::string text) const;

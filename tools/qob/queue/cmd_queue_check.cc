@@ -26,19 +26,23 @@ using qob::store::Status;
 
 constexpr int kTurnWaitMs = 30000;
 
+// [Gateway] QueueDirectory; "" when the site has none.
+std::string SiteQueue() {
+  std::array<char, 260> configured{};
+  QOBGetPrivateProfileString("Gateway", "QueueDirectory", "", configured.data(), configured.size(),
+                             kProfileName);
+  std::string directory = configured.data();
+  std::replace(directory.begin(), directory.end(), '\\', '/');
+  return directory;
+}
+
 // The site's own directory and those named: all of them are the queue of this check.
 Arguments WithDirectories(const Arguments& arguments) {
   if (arguments.operands.empty()) return arguments;
   Arguments all = arguments;
   std::vector<std::string>& directories = all.values["--queue"];
-  std::array<char, 260> configured{};
-  QOBGetPrivateProfileString("Gateway", "QueueDirectory", "", configured.data(), configured.size(),
-                             kProfileName);
-  if (directories.empty() && configured[0] != '\0') {
-    std::string directory = configured.data();
-    std::replace(directory.begin(), directory.end(), '\\', '/');
-    directories.push_back(std::move(directory));
-  }
+  std::string own = SiteQueue();
+  if (directories.empty() && !own.empty()) directories.push_back(std::move(own));
   directories.insert(directories.end(), arguments.operands.begin(), arguments.operands.end());
   return all;
 }
@@ -57,6 +61,19 @@ void RefuseTwins(const OpenQueue& queue) {
     }
     seen.push_back(self);
   }
+}
+
+// The site's own directory, when it has one that stands, is among those that are open.
+bool HasSiteQueue(const OpenQueue& queue) {
+  const std::string own = SiteQueue();
+  if (own.empty()) return true;
+  const auto there = qob::spool::LookAtPlace(own);
+  if (!there) return qob::spool::IsMissing(there.error);
+  return std::any_of(queue.places().begin(), queue.places().end(), [&](const Place& place) {
+    const auto look = qob::spool::LookAtPlace(place.path);
+    return look && look.value.status.device == there.value.status.device &&
+           look.value.status.inode == there.value.status.inode;
+  });
 }
 
 // Databases of which nothing can be said.
@@ -156,6 +173,7 @@ ExitCode RunQueueCheck(const Arguments& given) {
   std::vector<qob::os::FileHandle> turns;
   if (mode.repair) turns = TakeTurns(queue);
   mode.locks = CanLock(queue);
+  mode.whole_system = HasSiteQueue(queue);
   if (!mode.locks) {
     cli::Message(
         "the directory cannot be written: no lock can be taken, and what needs one is reported "
