@@ -28,13 +28,17 @@ std::string RecordsTable(const FileDescription& description) {
          PerKey(description, ", ", " BLOB NOT NULL", 0) + ", body BLOB NOT NULL)";
 }
 
+// The first index is the one that records are looked up by: it carries them whole, so that a
+// look-up goes through one tree and not through two. A unique index cannot: what it carries would
+// belong to what is unique.
 SchemaObject RecordsIndex(const FileDescription& description, int index) {
   const bool duplicates =
       (description.keys[static_cast<std::size_t>(index)].flags & kKeyDuplicates) != 0;
   const std::string name = "records_" + Column(index);
+  const char* const carried = index == 0 && duplicates ? ", number, version, body)" : ")";
   return {"index", name, "records",
           std::string(duplicates ? "CREATE INDEX " : "CREATE UNIQUE INDEX ") + name +
-              " ON records(" + Column(index) + ")"};
+              " ON records(" + Column(index) + carried};
 }
 
 }  // namespace
