@@ -16,11 +16,12 @@
 namespace qob::store {
 namespace {
 
-// Ours is the base's with another way of opening. Once registered it stays for ever.
+// Ours is the base's with another way of opening. Once registered it stays for ever; SQLite's
+// pointer to its first member is then the only one to it.
 struct Layer {
+  sqlite3_vfs vfs{};
   std::string name;
   sqlite3_vfs* base = nullptr;
-  sqlite3_vfs vfs{};
 };
 
 thread_local std::uint64_t t_generation = 0;
