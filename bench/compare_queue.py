@@ -16,7 +16,7 @@ import time
 import postfix_queue
 
 # Changes whenever what is written does, so that older sets are made anew.
-VERSION = "queue data 1\n"
+VERSION = "queue data 2\n"
 # Sets of records: name, messages (five records each), ids in the order of the file or scattered.
 SETS = {
     "records-10000": (2_000, "ascending"),
