@@ -488,7 +488,7 @@ TEST(Gate, RefusesAFileThatMayNotBeWritten) {
   std::filesystem::permissions(place.spool.root(), std::filesystem::perms::all);
   const int result =
       testing::WithoutPrivileges([&] { return Gate::Open(place.path, place.like).error; });
-  if (result == testing::kNotPossible) GTEST_SKIP();
+  if (result == testing::kNotPossible) GTEST_SKIP() << "root cannot be given up here";
   EXPECT_EQ(result, EACCES);
 }
 
