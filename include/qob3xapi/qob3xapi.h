@@ -16,6 +16,9 @@
 #include <qob3xapi/mimeparse.h>
 #include <qob3xapi/mimebody.h>
 #include <qob3xapi/mimebuild.h>
+#include <qob3xapi/bounce.h>
+#include <qob3xapi/dsn.h>
+#include <qob3xapi/generate.h>
 #include <qob3xapi/rfc1522.h>
 #include <qob3xapi/japanese.h>
 #include <qob3xapi/dates.h>

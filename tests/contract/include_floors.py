@@ -54,6 +54,7 @@ BEHIND = {
     "qob3xapi/dates.h": "dates", "qob3xapi/macfile.h": "macfile", "qobplatform/logapi.h": "platform/log",
     "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qob3xapi/queueid.h": "queue",
     "qob3xapi/envelope.h": "queue",
+    "qob3xapi/bounce.h": "notify", "qob3xapi/dsn.h": "notify", "qob3xapi/generate.h": "notify",
     # The record's layout is what all who stand on a queue directory agree upon.
     "qob3xapi/mesgdb.h": "platform/spool",
 }

@@ -115,6 +115,25 @@ AT(EnvRecip, secondText, 8);
 AT(EnvRecip, notifyFlags, 16);
 AT(EnvRecip, thirdText, 24);
 SIZE(EnvRecip, 32);
+
+AT(PerRecipField, originalRecipient, 0);
+AT(PerRecipField, finalRecipient, 8);
+AT(PerRecipField, action, 16);
+AT(PerRecipField, status, 24);
+AT(PerRecipField, remoteMta, 32);
+AT(PerRecipField, diagnosticCode, 40);
+AT(PerRecipField, lastAttempt, 48);
+AT(PerRecipField, willRetryUntil, 52);
+SIZE(PerRecipField, 56);
+AT(PerRecipFieldNode, field, 0);
+AT(PerRecipFieldNode, next, 8);
+SIZE(PerRecipFieldNode, 16);
+AT(DsnEnvFrom, address, 0);
+AT(DsnEnvFrom, envelopeId, 8);
+AT(DsnEnvFrom, ret, 16);
+AT(DsnEnvFrom, secondOption, 20);
+AT(DsnEnvFrom, arrivalTime, 24);
+SIZE(DsnEnvFrom, 32);
 #endif
 
 /* The same on every system: nine 32-bit numbers. */
