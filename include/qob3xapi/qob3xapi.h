@@ -23,4 +23,6 @@
 #include <qob3xapi/japanese.h>
 #include <qob3xapi/dates.h>
 #include <qob3xapi/macfile.h>
+#include <qob3xapi/magic.h>
+#include <qob3xapi/peer.h>
 #endif

@@ -176,6 +176,35 @@ AT(QueueScanFilter, maximumSize, 4);
 AT(QueueScanFilter, takeAll, 8);
 SIZE(QueueScanFilter, 12);
 
+AT(MagicRecord, extension, 0);
+AT(MagicRecord, contentType, 10);
+AT(MagicRecord, contentSubtype, 60);
+AT(MagicRecord, textA, 188);
+AT(MagicRecord, textB, 238);
+AT(MagicRecord, macTypeCreator, 366);
+SIZE(MagicRecord, 376);
+/* Room for the NUL behind a last field that fills its place. */
+SIZE(MagicRecordBuffer, 377);
+
+AT(PeerRecord, domain, 0);
+AT(PeerRecord, reserved, 128);
+AT(PeerRecord, flag0, 132);
+AT(PeerRecord, AcceptMail, 136);
+AT(PeerRecord, flag2, 140);
+AT(PeerRecord, flag3, 144);
+AT(PeerRecord, value4, 148);
+AT(PeerRecord, MaxInBoundSize, 152);
+AT(PeerRecord, MaxOutBoundSize, 156);
+AT(PeerRecord, MesageQueuedBeforeAttempt, 160);
+AT(PeerRecord, QueueRunInterval, 164);
+AT(PeerRecord, RetryPeriod, 168);
+AT(PeerRecord, MaxSMTPSessions, 172);
+AT(PeerRecord, MaxMesgPerSession, 176);
+SIZE(PeerRecord, 180);
+AT(PeerDomainInfo, accept, 0);
+AT(PeerDomainInfo, maxInBoundSize, 4);
+SIZE(PeerDomainInfo, 8);
+
 #undef AT
 #undef SIZE
 #endif
