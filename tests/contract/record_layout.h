@@ -7,6 +7,7 @@
 #include <stdint.h>
 
 #include <qob3xapi/qob3xapi.h>
+#include <qobplatform/mqapi.h>
 
 #define AT(record, field, offset) \
   static_assert(offsetof(record, field) == (offset), #record "." #field)
@@ -115,6 +116,39 @@ AT(EnvRecip, secondText, 8);
 AT(EnvRecip, notifyFlags, 16);
 AT(EnvRecip, thirdText, 24);
 SIZE(EnvRecip, 32);
+
+AT(MQEnvFrom, address, 0);
+AT(MQEnvFrom, envelopeId, 8);
+AT(MQEnvFrom, ret, 16);
+AT(MQEnvFrom, fourth, 20);
+AT(MQEnvFrom, fifthText, 24);
+AT(MQEnvFrom, channel, 32);
+SIZE(MQEnvFrom, 40);
+AT(MQEnvRecip, address, 0);
+AT(MQEnvRecip, originalRecipient, 8);
+AT(MQEnvRecip, notifyFlags, 16);
+AT(MQEnvRecip, fourthText, 24);
+AT(MQEnvRecip, fifthText, 32);
+SIZE(MQEnvRecip, 40);
+AT(MQEnvFromNode, record, 0);
+AT(MQEnvFromNode, next, 8);
+SIZE(MQEnvFromNode, 16);
+AT(MQEnvRecipNode, record, 0);
+AT(MQEnvRecipNode, next, 8);
+SIZE(MQEnvRecipNode, 16);
+AT(MQEnvFromList, head, 0);
+AT(MQEnvFromList, tail, 8);
+AT(MQEnvFromList, count, 16);
+SIZE(MQEnvFromList, 24);
+AT(MQEnvRecipList, head, 0);
+AT(MQEnvRecipList, tail, 8);
+AT(MQEnvRecipList, count, 16);
+SIZE(MQEnvRecipList, 24);
+AT(stEnvelope, leading, 0);
+AT(stEnvelope, senders, 8);
+AT(stEnvelope, recipients, 32);
+AT(stEnvelope, last, 56);
+SIZE(stEnvelope, 64);
 
 AT(PerRecipField, originalRecipient, 0);
 AT(PerRecipField, finalRecipient, 8);
