@@ -16,6 +16,7 @@
 #include <qob3xapi/mimeparse.h>
 #include <qob3xapi/mimebody.h>
 #include <qob3xapi/mimebuild.h>
+#include <qob3xapi/submit.h>
 #include <qob3xapi/bounce.h>
 #include <qob3xapi/dsn.h>
 #include <qob3xapi/generate.h>

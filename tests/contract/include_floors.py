@@ -38,8 +38,8 @@ ALLOWED = {
     "macfile": ["frame/config", "lineio", "platform/os", "util"],
     "mime": ["charset", "frame/config", "lineio", "macfile", "platform/os", "platform/spool", "rfc822",
              "util"],
-    "queue": ["frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
-              "platform/store", "util"],
+    "queue": ["dates", "frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
+              "platform/store", "rfc822", "util"],
     "db": ["frame/config", "platform/os"],
     "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
 }
@@ -54,7 +54,7 @@ BEHIND = {
     "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/mimebuild.h": "mime", "qob3xapi/rfc1522.h": "charset", "qob3xapi/japanese.h": "charset",
     "qob3xapi/dates.h": "dates", "qob3xapi/macfile.h": "macfile", "qobplatform/logapi.h": "platform/log",
     "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qob3xapi/queueid.h": "queue",
-    "qob3xapi/envelope.h": "queue", "qob3xapi/magic.h": "db", "qob3xapi/peer.h": "db",
+    "qob3xapi/envelope.h": "queue", "qob3xapi/submit.h": "queue", "qob3xapi/magic.h": "db", "qob3xapi/peer.h": "db",
     "qob3xapi/bounce.h": "notify", "qob3xapi/dsn.h": "notify", "qob3xapi/generate.h": "notify",
     # The record's layout is what all who stand on a queue directory agree upon.
     "qob3xapi/mesgdb.h": "platform/spool",

@@ -116,6 +116,15 @@ AT(EnvRecip, secondText, 8);
 AT(EnvRecip, notifyFlags, 16);
 AT(EnvRecip, thirdText, 24);
 SIZE(EnvRecip, 32);
+AT(MimeRecipient, address, 0);
+AT(MimeRecipient, originalRecipient, 8);
+AT(MimeRecipient, notifyFlags, 16);
+AT(MimeRecipient, fourthText, 24);
+AT(MimeRecipient, fifthText, 32);
+SIZE(MimeRecipient, 40);
+AT(EnvRecipNode, recipient, 0);
+AT(EnvRecipNode, next, 8);
+SIZE(EnvRecipNode, 16);
 
 AT(MQEnvFrom, address, 0);
 AT(MQEnvFrom, envelopeId, 8);
