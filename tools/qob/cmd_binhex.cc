@@ -1,5 +1,4 @@
 // qob binhex: BinHex 4.0 files, written and read by the library.
-#include <array>
 #include <cstring>
 
 #include <qob3xapi/lineio.h>
@@ -13,13 +12,13 @@
 #include "json_line.h"
 #include "library_log.h"
 #include "output.h"
+#include "output_file.h"
 #include "utf8.h"
 
 namespace cli {
 namespace {
 
 constexpr const char* kSchema = "qob.binhex/1";
-constexpr std::size_t kBlockBytes = 65536;
 constexpr std::size_t kLongestMacName = 63;
 
 std::string Owned(char* text) {
@@ -40,20 +39,6 @@ std::string FirstBytes(const std::string& path, std::size_t count) {
   return bytes;
 }
 
-// Hands a file to a function block by block; false when it cannot be read or the function gives up.
-template <typename Take>
-bool ForEachBlock(const std::string& path, Take take) {
-  sys::File file = sys::File::OpenToRead(path);
-  std::array<char, kBlockBytes> block;
-  std::ptrdiff_t got = file ? 1 : -1;
-  while (got > 0) {
-    got = file.Read(block.data(), block.size());
-    if (got > 0 && !take(std::string_view(block.data(), static_cast<std::size_t>(got))))
-      return false;
-  }
-  return got == 0;
-}
-
 // ---- encode ----
 
 std::string FourCharacters(const Arguments& arguments, const std::string& option) {
@@ -62,10 +47,6 @@ std::string FourCharacters(const Arguments& arguments, const std::string& option
     throw Failure(ExitCode::kUsage,
                   "binhex encode: " + option + " " + code + ": give exactly four characters");
   return code;
-}
-
-std::string LastComponent(const std::string& path) {
-  return path.substr(path.find_last_of('/') + 1);
 }
 
 // The plain file as the data fork of an AppleSingle file in the private directory.
@@ -86,31 +67,6 @@ std::string Wrapped(const PrivateSite& site, const std::string& path, MacFile ma
                                      "set TMPDIR to another directory");
   }
   return wrapped;
-}
-
-void PlaceAs(const std::string& source, const std::string& path, bool force) {
-  const std::size_t slash = path.find_last_of('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  sys::OutputFolder out(folder);
-  const sys::Placed placed =
-      out ? out.Place(source, LastComponent(path), force) : sys::Placed::kFailed;
-  if (placed == sys::Placed::kDone) return;
-  if (placed == sys::Placed::kExists)
-    throw Failure(ExitCode::kCantCreate,
-                  path + ": exists: use --force to take its place, or give another name");
-  const ExitCode code =
-      sys::IsPermission(out.error()) ? ExitCode::kNoPermission : ExitCode::kCantCreate;
-  throw Failure(code, path + ": cannot be written: " + sys::ErrorText(out.error()) +
-                          ": give another file with -o");
-}
-
-void CopyToOutput(const std::string& path) {
-  const bool read = ForEachBlock(path, [](std::string_view block) {
-    Out().Write(block);
-    return true;
-  });
-  if (!read)
-    throw Failure(ExitCode::kIo, path + ": cannot be read again: check the temporary directory");
 }
 
 // ---- decode ----
@@ -283,12 +239,7 @@ ExitCode RunBinHexEncode(const Arguments& arguments) {
                       ": check the file and the space in the temporary directory");
   }
   const std::string result = NativePath(Owned(made));
-  const std::string out = arguments.Value("--output");
-  if (out.empty() || out == "-") {
-    CopyToOutput(result);
-  } else {
-    PlaceAs(result, out, arguments.Has("--force"));
-  }
+  DeliverOutput(result, arguments);
   Out().Flush();
   return ExitCode::kOk;
 }
