@@ -25,14 +25,26 @@ def demangle(names):
     return [re.sub(r"\(.*", "", name) for name in plain]
 
 
+MARK = r'__attribute__\(\(visibility\("default"\)\)\)'
+
+
+def members(name, body):
+    """What a class exports: every function but the pure and the deleted ones, and the tables of one with virtual functions."""
+    functions = re.findall(r"(~?\b\w+)\s*\([^()]*\)\s*(?:const\s*)?;", body)
+    names = {f"{name}::{function}" for function in functions}
+    if "virtual" in body:
+        names |= {f"{table} for {name}" for table in ("vtable", "typeinfo", "typeinfo name")}
+    return sorted(names)
+
+
 def declared(compiler, include, headers):
     text = "".join(f"#include <{h}>\n" for h in headers)
     flat = run(compiler, "-std=c++20", "-x", "c++", "-E", "-P", "-I", include, "-", text=text)
-    marked = r'__attribute__\(\(visibility\("default"\)\)\)\s+[^;{}()]*?\b(\w+)\s*\('
-    names = re.findall(marked, flat)
-    if len(names) != flat.count('__attribute__((visibility("default")))'):
+    classes = re.findall(rf"\bclass\s+{MARK}\s+(\w+)\s*\{{(.*?)^\}};", flat, re.DOTALL | re.MULTILINE)
+    names = re.findall(rf"{MARK}\s+[^;{{}}()]*?\b(\w+)\s*\(", flat)
+    if len(names) + len(classes) != len(re.findall(MARK, flat)):
         sys.exit("a marked declaration was not understood")
-    return names
+    return names + [member for name, body in classes for member in members(name, body)]
 
 
 def exported(lib):

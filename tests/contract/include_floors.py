@@ -13,7 +13,7 @@ import sys
 # calls everybody near the roof; the error texts lean on nothing.
 FLOORS = {
     "platform/os": 0, "platform/spool": 0, "platform/log": 0, "platform/mq": 0,
-    "platform/store": 0, "platform/btrieve": 0,
+    "platform/store": 0, "platform/btrieve": 0, "platform/tessera": 0,
     "frame/config": 1, "frame/errors": 1, "lineio": 1, "util": 1,
     "dates": 2, "rfc822": 2, "charset": 2, "macfile": 2,
     "mime": 3, "queue": 3, "db": 3,
@@ -26,6 +26,7 @@ ALLOWED = {
     "platform/store": ["platform/os"],
     "platform/spool": ["platform/os", "platform/store"],
     "platform/btrieve": ["platform/os", "platform/spool", "platform/store"],
+    "platform/tessera": ["platform/os", "platform/spool", "platform/store"],
     "platform/log": ["platform/os", "platform/spool"],
     "platform/mq": ["platform/os", "platform/spool", "platform/store"],
     "frame/config": ["platform/log", "platform/os", "platform/spool"],
@@ -40,7 +41,7 @@ ALLOWED = {
              "util"],
     "queue": ["dates", "frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
               "platform/store", "rfc822", "util"],
-    "db": ["frame/config", "platform/os"],
+    "db": ["frame/config", "platform/os", "platform/tessera"],
     "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
 }
 
@@ -53,7 +54,8 @@ BEHIND = {
     "qob3xapi/util.h": "util", "qob3xapi/address.h": "rfc822", "qob3xapi/header822.h": "rfc822",
     "qob3xapi/mimeparse.h": "mime", "qob3xapi/mimebody.h": "mime", "qob3xapi/mimebuild.h": "mime", "qob3xapi/rfc1522.h": "charset", "qob3xapi/japanese.h": "charset",
     "qob3xapi/dates.h": "dates", "qob3xapi/macfile.h": "macfile", "qobplatform/logapi.h": "platform/log",
-    "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qob3xapi/queueid.h": "queue",
+    "qobplatform/mqapi.h": "platform/mq", "qobplatform/btrcall.h": "platform/btrieve", "qobplatform/tessera.h": "platform/tessera",
+    "qob3xapi/queueid.h": "queue",
     "qob3xapi/envelope.h": "queue", "qob3xapi/submit.h": "queue", "qob3xapi/magic.h": "db", "qob3xapi/peer.h": "db",
     "qob3xapi/bounce.h": "notify", "qob3xapi/dsn.h": "notify", "qob3xapi/generate.h": "notify",
     # The record's layout is what all who stand on a queue directory agree upon.
