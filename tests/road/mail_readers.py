@@ -41,11 +41,12 @@ def is_mime(message):
 
 
 class Leaf:
-    """What an independent reader says about one leaf: its type and its decoded body."""
+    """What an independent reader says about one leaf: its type, its decoded body and the name of its file."""
 
-    def __init__(self, content_type, data):
+    def __init__(self, content_type, data, name=None):
         self.type = content_type.lower()
         self.data = data
+        self.name = name
 
     def __repr__(self):
         return f"{self.type} {len(self.data)} bytes"
@@ -161,7 +162,7 @@ class PythonReader:
                 yield from self._walk(part)
             return
         payload = message.get_payload(decode=True)
-        yield Leaf(message.get_content_type(), payload if payload is not None else b"")
+        yield Leaf(message.get_content_type(), payload if payload is not None else b"", message.get_filename())
 
 
 class GMimeReader:
@@ -175,7 +176,25 @@ class GMimeReader:
     def leaves(self, data):
         message = self._work / "message"
         message.write_bytes(data)
-        result = subprocess.run([self._program], input=f"{message}\t{self._work}\n".encode(), stdout=subprocess.PIPE,
-                                check=True)
-        types = result.stdout.decode().split()[1:]
-        return [Leaf(content_type, (self._work / str(i)).read_bytes()) for i, content_type in enumerate(types)]
+        return self.read([(message, self._work)])[0][0]
+
+    def read(self, messages):
+        """For each (file, directory): its leaves, and subject, from, to and cc decoded (None where there is none)."""
+        lines = "".join(f"{file}\t{directory}\n" for file, directory in messages)
+        result = subprocess.run([self._program], input=lines.encode(), stdout=subprocess.PIPE, check=True)
+        answers = iter(result.stdout.decode().splitlines())
+        found = []
+        for _, directory in messages:
+            count = int(next(answers))
+            leaves = []
+            for number in range(count):
+                content_type, name = next(answers).split("\t")
+                data = (pathlib.Path(directory) / str(number)).read_bytes()
+                leaves.append(Leaf(content_type, data, self._text(name)))
+            header = [self._text(field) for field in next(answers).split("\t")] if count >= 0 else []
+            found.append((leaves, header))
+        return found
+
+    @staticmethod
+    def _text(field):
+        return None if field == "-" else bytes.fromhex(field).decode(errors="replace")

@@ -1,11 +1,21 @@
 /* peer_dump: the leaves of messages as GMime sees them, for the road tests.
  *
  * Reads lines "FILE<tab>DIRECTORY" and answers each with the number of leaves on a line, then one
- * line "type/subtype" per leaf, in order. The decoded content of leaf N is left in DIRECTORY under
- * the number N. */
+ * line "type/subtype<tab>name" per leaf, in order, and one line "subject<tab>from<tab>to<tab>cc";
+ * names and header values are UTF-8 in hexadecimal digits, "-" for none. The decoded content of
+ * leaf N is left in DIRECTORY under the number N. */
 #include <gmime/gmime.h>
 #include <stdio.h>
 #include <string.h>
+
+/* Appends a text in hexadecimal digits and `end`. */
+static void AddHex(GString* out, const char* text, char end) {
+  if (text == NULL) g_string_append_c(out, '-');
+  for (; text != NULL && *text != '\0'; ++text) {
+    g_string_append_printf(out, "%02x", (unsigned)(unsigned char)*text);
+  }
+  g_string_append_c(out, end);
+}
 
 typedef struct {
   const char* directory;
@@ -27,8 +37,24 @@ static void AddLeaf(Leaves* leaves, GMimeObject* object, GMimeDataWrapper* conte
   WriteContent(content, path);
   g_free(path);
   char* type = g_mime_content_type_get_mime_type(g_mime_object_get_content_type(object));
-  g_string_append_printf(leaves->types, "%s\n", type);
+  g_string_append_printf(leaves->types, "%s\t", type);
   g_free(type);
+  AddHex(leaves->types, GMIME_IS_PART(object) ? g_mime_part_get_filename((GMimePart*)object) : NULL,
+         '\n');
+}
+
+static void AddAddresses(GString* out, InternetAddressList* list, char end) {
+  const gboolean some = list != NULL && internet_address_list_length(list) > 0;
+  char* text = some ? internet_address_list_to_string(list, NULL, FALSE) : NULL;
+  AddHex(out, text, end);
+  g_free(text);
+}
+
+static void AddHeader(GString* out, GMimeMessage* message) {
+  AddHex(out, g_mime_message_get_subject(message), '\t');
+  AddAddresses(out, g_mime_message_get_from(message), '\t');
+  AddAddresses(out, g_mime_message_get_to(message), '\t');
+  AddAddresses(out, g_mime_message_get_cc(message), '\n');
 }
 
 static void Walk(Leaves* leaves, GMimeObject* top) {
@@ -69,6 +95,7 @@ static void Dump(const char* file, const char* directory) {
   }
   if (message != NULL) {
     Walk(&leaves, g_mime_message_get_mime_part(message));
+    AddHeader(leaves.types, message);
     g_object_unref(message);
   }
   printf("%d\n%s", message == NULL ? -1 : leaves.count, leaves.types->str);
