@@ -101,6 +101,16 @@ bool ConfigReader::Is(const char* section, const char* key, const char* fallback
   return ascii::EqualFold({value.data(), length}, expected);
 }
 
+bool ConfigIsExact(const char* section, const char* key, const char* other, const char* fallback,
+                   std::size_t size, std::string_view expected) {
+  if (!ModeServes(ProfileMode())) return false;
+  std::array<char, kLongestSwitch> value{};
+  const auto room = static_cast<std::uint32_t>(std::min(size, value.size()));
+  const std::uint32_t length =
+      os::ReadProfileExact(section, key, other, fallback, value.data(), room, kConfigFile);
+  return ascii::EqualFold({value.data(), length}, expected);
+}
+
 std::int32_t ConfigInt(const char* section, const char* key, std::int32_t fallback) {
   return ProfileInt(section, key, fallback, kConfigFile);
 }

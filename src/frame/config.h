@@ -67,6 +67,11 @@ inline bool ConfigIs(const char* section, const char* key, const char* fallback,
                      std::string_view expected) {
   return ConfigReader().Is(section, key, fallback, size, expected);
 }
+// For two keys that differ in case only and mean different things: the entry spelled exactly like
+// `key` wins, one in another case counts unless it is spelled exactly like `other`. Does not throw;
+// size at most 512.
+bool ConfigIsExact(const char* section, const char* key, const char* other, const char* fallback,
+                   std::size_t size, std::string_view expected);
 // As QOBGetPrivateProfileInt. Does not throw.
 std::int32_t ConfigInt(const char* section, const char* key, std::int32_t fallback);
 
