@@ -28,7 +28,7 @@ ALLOWED = {
     "platform/btrieve": ["platform/os", "platform/spool", "platform/store"],
     "platform/tessera": ["platform/os", "platform/spool", "platform/store"],
     "platform/log": ["platform/os", "platform/spool"],
-    "platform/mq": ["platform/os", "platform/spool", "platform/store"],
+    "platform/mq": ["platform/log", "platform/os", "platform/spool", "platform/store"],
     "frame/config": ["platform/log", "platform/os", "platform/spool"],
     "frame/errors": ["frame/config"],
     "lineio": ["frame/config", "platform/os"],

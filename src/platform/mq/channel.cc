@@ -1,16 +1,18 @@
-// Channels: a mark in the message database for every entry that waits on one. The envelope as it
-// was put is kept as a note for as long as the entry has a mark.
+// Channels: a mark in the message database for every entry that waits on one, in the order of
+// commit. The envelope as it was put is kept as a note for as long as the entry has a mark.
 #include <memory>
-#include <new>
 #include <string>
 
 #include <qobplatform/mqapi.h>
 
 #include "platform/mq/database.h"
+#include "platform/mq/guard.h"
+#include "platform/mq/report.h"
 
 struct MQChannel {
   std::string name;
   std::shared_ptr<qob::store::RecordFile> file;
+  std::int64_t place = 0;  // the order of the mark that the walk stands on
 };
 
 namespace {
@@ -33,31 +35,64 @@ Status RemoveFromChannel(RecordFile& file, const std::string& name, uint32_t id)
   return status == qob::store::kOk ? together.Commit() : status;
 }
 
+// The first mark behind the place whose message still stands; the place moves there.
+Status Walk(MQChannel& channel, std::uint32_t* id) {
+  qob::store::Mark mark;
+  std::int64_t place = channel.place;
+  for (;;) {
+    Status status = channel.file->NextMark(channel.name, place, &mark);
+    if (status != qob::store::kOk) return status;
+    place = mark.order;
+    status = qob::mq::FindMessage(*channel.file, mark.id);
+    if (status == qob::store::kNotFound) continue;
+    if (status != qob::store::kOk) return status;
+    channel.place = place;
+    *id = mark.id;
+    return status;
+  }
+}
+
+std::int32_t Walked(const char* call, MQChannel* channel, std::uint32_t* id) {
+  return qob::mq::Guarded([&] {
+    const Status status = Walk(*channel, id);
+    if (status != qob::store::kOk && status != qob::store::kEndOfFile) {
+      qob::mq::TellStoreFailure(call, channel->name, status);
+    }
+    return status == qob::store::kOk;
+  });
+}
+
 }  // namespace
 
 extern "C" MQChannel* OpenMQChannel(const char* channelName) {
   if (channelName == nullptr || *channelName == '\0') return nullptr;
-  try {
+  return qob::mq::Guarded([&]() -> MQChannel* {
     auto channel = std::make_unique<MQChannel>();
     channel->name = channelName;
-    if (qob::mq::OpenDatabase(&channel->file) != qob::store::kOk) return nullptr;
-    return channel.release();
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+    const Status status = qob::mq::OpenDatabase(qob::mq::QueueDirectory(), &channel->file);
+    return status == qob::store::kOk ? channel.release() : nullptr;
+  });
 }
 
 extern "C" int32_t RemoveMQQID(MQChannel* channel, uint32_t id) {
   if (channel == nullptr) return 0;
-  try {
-    return RemoveFromChannel(*channel->file, channel->name, id) == qob::store::kOk ? 1 : 0;
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  return qob::mq::Guarded(
+      [&] { return RemoveFromChannel(*channel->file, channel->name, id) == qob::store::kOk; });
 }
 
 extern "C" int32_t CloseMQChannel(MQChannel* channel) {
   if (channel == nullptr) return 0;
   delete channel;
   return 1;
+}
+
+extern "C" int32_t GetFirstMQEntry(MQChannel* channel, uint32_t* id) {
+  if (channel == nullptr || id == nullptr) return 0;
+  channel->place = 0;
+  return Walked("GetFirstMQEntry", channel, id);
+}
+
+extern "C" int32_t GetNextMQEntry(MQChannel* channel, uint32_t* id) {
+  if (channel == nullptr || id == nullptr) return 0;
+  return Walked("GetNextMQEntry", channel, id);
 }

@@ -1,13 +1,13 @@
 #include "platform/mq/database.h"
 
-#include <string>
+#include <span>
 
 #include "platform/spool/message_record.h"
+#include "platform/spool/names.h"
 #include "platform/spool/site.h"
 #include "platform/spool/store_settings.h"
 
 namespace qob::mq {
-namespace {
 
 std::string QueueDirectory() {
   const spool::Site& site = spool::TheSite();
@@ -17,18 +17,27 @@ std::string QueueDirectory() {
   return configured.queue_dir;
 }
 
-}  // namespace
-
-store::Status OpenDatabase(std::shared_ptr<store::RecordFile>* file) {
-  const std::string directory = QueueDirectory();
+store::Status OpenDatabase(std::string_view directory, std::shared_ptr<store::RecordFile>* file) {
   if (directory.empty()) return store::kNoSuchFile;
-  const std::string path = directory + '\\' + spool::kDatabaseName;
+  std::string path(directory);
+  path += '\\';
+  path += spool::kDatabaseName;
   const store::OpenOptions options = spool::StoreOpenOptions();
   const store::Status status = store::RecordFile::Open(path, options, file);
   if (status != store::kNoSuchFile) return status;
   // Another process may be quicker; what counts is that the file can be opened then.
   store::RecordFile::Create(path, spool::DatabaseDescription(), spool::StoreCreateOptions());
   return store::RecordFile::Open(path, options, file);
+}
+
+store::Status FindMessage(store::RecordFile& file, std::uint32_t id) {
+  const std::string key = spool::RecordKey(id, spool::kMessageKind);
+  const store::KeyDescription& index = file.description().keys[spool::kKeyIndex];
+  store::Entry entry;
+  spool::MessageRecord record;
+  return file.Find(spool::kKeyIndex, store::Seek::kEqual,
+                   store::IndexKey(index, std::as_bytes(std::span(key))), &entry,
+                   spool::Bytes(record));
 }
 
 }  // namespace qob::mq
