@@ -1,5 +1,5 @@
 // A file is made under another name, whole and on stable storage, and then given its own: nobody
-// ever finds it without its tables.
+// ever finds it without its tables. A seed is placed by the same steps.
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -11,6 +11,7 @@
 
 #include "platform/os/directory.h"
 #include "platform/os/directory_lock.h"
+#include "platform/os/file.h"
 #include "platform/os/file_identity.h"
 #include "platform/os/file_status.h"
 #include "platform/os/path.h"
@@ -27,6 +28,7 @@ namespace {
 constexpr char kNewSuffix[] = "-new";
 constexpr char kCorruptDirectory[] = "corrupt";
 constexpr int kMostOldLogs = 10000;
+constexpr std::size_t kCopyBytes = std::size_t{64} << 10;
 
 std::string DirectoryOf(const std::string& path) {
   const std::size_t at = os::LastSeparator(path);
@@ -129,7 +131,7 @@ Status MoveAway(const std::string& directory, const std::string& path) {
 class Temporary {
  public:
   explicit Temporary(const std::string& path) {
-    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal", "-gate"}) {
       names_.push_back(path + kNewSuffix + suffix);
     }
   }
@@ -170,8 +172,10 @@ Status Publish(const std::string& directory, const Temporary& temporary, const s
   return StatusOfError(os::FlushDirectory(directory));
 }
 
+// build(name) fills the empty file of that name.
+template <class Builder>
 Status MakeWhole(const std::string& path, const std::string& directory,
-                 const FileDescription& description, const CreateOptions& options) {
+                 const CreateOptions& options, Builder&& build) {
   for (const char* suffix : {"-wal", "-shm"}) {
     const Status status = MoveAway(directory, path + suffix);
     if (status != kOk) return status;
@@ -179,11 +183,26 @@ Status MakeWhole(const std::string& path, const std::string& directory,
   const Temporary temporary(path);
   Status status = temporary.Remove();
   if (status == kOk) status = StatusOfError(os::MakeEmptyFile(temporary.name()));
-  if (status == kOk) status = Build(temporary.name(), description);
-  if (status == kOk) status = Publish(directory, temporary, path, options.group);
+  try {
+    if (status == kOk) status = build(temporary.name());
+    if (status == kOk) status = Publish(directory, temporary, path, options.group);
+  } catch (const std::bad_alloc&) {
+    status = kNoMemory;
+  }
   if (status != kOk) temporary.Remove();
   if (status == kOk) MakeLog(path);
   return status;
+}
+
+// `make(directory)` while nobody else makes a file there.
+template <class Maker>
+Status InLockedDirectory(const std::string& path, Maker&& make) {
+  os::DirectoryLock lock;
+  const std::string directory = DirectoryOf(path);
+  const int error = lock.Take(directory, WaitMs());
+  if (error == os::kNotFound || error == ENOTDIR) return kDirectoryError;
+  if (error != 0) return StatusOfError(error);
+  return make(directory);
 }
 
 Status CreateFile(const std::string& path, const FileDescription& description,
@@ -194,12 +213,63 @@ Status CreateFile(const std::string& path, const FileDescription& description,
   const Status valid = ReadDescription(std::as_bytes(std::span(written)), &read);
   if (valid != kOk) return valid;
   if (Stands(path)) return kFileExists;
-  os::DirectoryLock lock;
-  const std::string directory = DirectoryOf(path);
-  const int error = lock.Take(directory, WaitMs());
-  if (error == os::kNotFound || error == ENOTDIR) return kDirectoryError;
-  if (error != 0) return StatusOfError(error);
-  return Stands(path) ? kFileExists : MakeWhole(path, directory, description, options);
+  return InLockedDirectory(path, [&](const std::string& directory) {
+    if (Stands(path)) return kFileExists;
+    return MakeWhole(path, directory, options,
+                     [&](const std::string& name) { return Build(name, description); });
+  });
+}
+
+// Anything but a file without a byte in it, which cannot be anybody's record file.
+bool IsTaken(const std::string& path) {
+  const auto found = os::StatusOf(path);
+  return found && (found.value.kind != os::FileKind::kFile || found.value.size != 0);
+}
+
+// What may be opened is known: a seed is no place for a lock or a log, and is only read.
+Status CopyBytes(const std::string& from, const std::string& to) {
+  os::OpenMode reading;
+  reading.sequential = true;
+  const auto source = os::OpenFile(from, reading);
+  if (!source) return StatusOfError(source.error);
+  const os::FileHandle held_source(source.value);
+  os::OpenMode writing;
+  writing.access = os::Access::kWrite;
+  writing.share = os::Share::kRead;
+  writing.through_links = false;
+  const auto target = os::OpenFile(to, writing);
+  if (!target) return StatusOfError(target.error);
+  const os::FileHandle held_target(target.value);
+  const auto block = std::make_unique<std::byte[]>(kCopyBytes);
+  for (;;) {
+    const auto read = os::ReadFile(source.value, block.get(), kCopyBytes);
+    if (!read) return StatusOfError(read.error);
+    if (read.value == 0) return kOk;
+    const auto written = os::WriteFile(target.value, block.get(), read.value);
+    if (!written) return StatusOfError(written.error);
+    if (written.value != read.value) return kDiskFull;
+  }
+}
+
+Status CopySeed(const std::string& seed, const std::string& name) {
+  const Status status = CopyBytes(seed, name);
+  if (status != kOk) return status;
+  std::shared_ptr<RecordFile> file;
+  return RecordFile::Open(name, {}, &file);  // what is no record file is not placed
+}
+
+Status PlaceFile(const std::string& path, const std::string& seed, const CreateOptions& options) {
+  if (os::FileNamePart(path).empty()) return kBadFileName;
+  if (IsTaken(path)) return kFileExists;
+  if (!Stands(seed)) return kNoSuchFile;
+  return InLockedDirectory(path, [&](const std::string& directory) {
+    if (IsTaken(path)) return kFileExists;
+    return MakeWhole(path, directory, options, [&](const std::string& name) {
+      const Status status = CopySeed(seed, name);
+      if (status != kOk || !Stands(path)) return status;
+      return StatusOfError(os::RemoveFile(path));  // the file of length zero
+    });
+  });
 }
 
 }  // namespace
@@ -208,6 +278,15 @@ Status RecordFile::Create(std::string_view path, const FileDescription& descript
                           const CreateOptions& options) {
   try {
     return CreateFile(std::string(path), description, options);
+  } catch (const std::bad_alloc&) {
+    return kNoMemory;
+  }
+}
+
+Status RecordFile::Place(std::string_view path, std::string_view seed,
+                         const CreateOptions& options) {
+  try {
+    return PlaceFile(std::string(path), std::string(seed), options);
   } catch (const std::bad_alloc&) {
     return kNoMemory;
   }

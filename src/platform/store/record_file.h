@@ -11,6 +11,7 @@
 // nothing open. After a fork the child's objects give kNotOpen for ever, hold nothing and close
 // nothing; it may open the file anew.
 #pragma once
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -38,6 +39,8 @@ struct OpenOptions {
   bool read_only = false;
 };
 
+using Identity = std::array<std::byte, 16>;
+
 enum class Seek { kEqual, kGreater, kGreaterOrEqual, kFirst };
 
 // An entry that was met: enough to go on behind it and to change it if nobody else did.
@@ -60,6 +63,10 @@ class RecordFile {
   // alone. A log without its file is moved to "corrupt" beside it first.
   static Status Create(std::string_view path, const FileDescription& description,
                        const CreateOptions& options);
+  // The same with a copy of `seed`, a record file that nobody has open: kNoSuchFile without one. A
+  // file of length zero is no record file yet and gives way; whatever else stands there is left
+  // alone. What is no record file is not placed.
+  static Status Place(std::string_view path, std::string_view seed, const CreateOptions& options);
   // kNoSuchFile, kNotOurFile and kNoPermission leave the disk as it is.
   static Status Open(std::string_view path, const OpenOptions& options,
                      std::shared_ptr<RecordFile>* file);
@@ -70,6 +77,8 @@ class RecordFile {
 
   virtual const FileDescription& description() const = 0;
   virtual bool read_only() const = 0;
+  // Bytes that no other file was made with; a copy has those of what it was copied from.
+  virtual const Identity& identity() const = 0;
 
   // `key` is an index key (IndexKey); not used by Seek::kFirst. kNotFound for kEqual, kEndOfFile
   // for the others when there is none.
