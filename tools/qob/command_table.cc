@@ -8,6 +8,7 @@ namespace {
 constexpr FamilyRow kFamilies[] = {
     {"word", "make and read encoded words"},
     {"binhex", "write and read BinHex 4.0 files"},
+    {"jis", "convert Japanese text to and from ISO-2022-JP"},
     {"config", "show, change and check the configuration of the site"},
     {"queue", "show, steer and check the messages that wait"},
 };
@@ -15,7 +16,7 @@ constexpr FamilyRow kFamilies[] = {
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
   for (const auto part : {MailCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
-                          QueueCommands(), QueueActCommands()}) {
+                          JisCommands(), QueueCommands(), QueueActCommands()}) {
     all.insert(all.end(), part.begin(), part.end());
   }
   return all;

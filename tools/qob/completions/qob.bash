@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header address date word binhex uudecode config queue' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header address date word binhex uudecode config jis queue' -- "$word"))
     return
   fi
   case "$command" in
@@ -17,6 +17,13 @@ _qob() {
     binhex)
       if ((COMP_CWORD == 2)); then
         COMPREPLY=($(compgen -W 'encode decode' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    jis)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'encode decode check' -- "$word"))
         return
       fi
       command+=" ${COMP_WORDS[2]}"
@@ -179,6 +186,38 @@ _qob() {
         COMPREPLY=($(compgen -W '-f --file --json -h --help' -- "$word"))
       else
         COMPREPLY=()
+      fi
+      ;;
+    'jis encode')
+      case "$before" in
+        -f|--from) COMPREPLY=($(compgen -W 'shift_jis utf-8' -- "$word")); return ;;
+        -m|--mark) COMPREPLY=(); return ;;
+        -o|--output) COMPREPLY=($(compgen -f -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-f --from -m --mark -o --output --force --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
+      fi
+      ;;
+    'jis decode')
+      case "$before" in
+        -t|--to) COMPREPLY=($(compgen -W 'shift_jis utf-8' -- "$word")); return ;;
+        -o|--output) COMPREPLY=($(compgen -f -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-t --to -R --repair -o --output --force --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
+      fi
+      ;;
+    'jis check')
+      case "$before" in
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-a --always -R --repair -n --dry-run --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
       fi
       ;;
     'queue list')
