@@ -16,11 +16,11 @@
  * An object has a record buffer (the derived class's), a current record (the one last loaded or added, which put and del act
  * on) and, between begin and end, a pass with a place in it. Nothing throws. Every operation leaves its result in status().
  *
- * Results of all operations: 0 done; 2 the disk failed; 3 no such relation, or the object is not attached, its session has
- * ended or it came over a fork; 4 no match; 5 a duplicate where none is allowed; 6 no such index; 8 no record or no pass to
- * act on; 17 no (further) record; 18 the disk is full; 22 the file has no bytes at all; 30 a foreign or damaged file, or a
- * record of another size; 46 no permission; 80 the record was changed or deleted by somebody else since it was loaded; 84
- * others held the file for too long; 101 no memory. A failed operation has changed nothing and has left the buffer alone. */
+ * Results of all operations: 0 done; 2 the disk failed; 3 no such relation, or the object is not attached or came over a fork;
+ * 4 no match; 5 a duplicate where none is allowed; 6 no such index; 8 no record or no pass to act on; 17 no (further) record; 18
+ * the disk is full; 22 the file has no bytes at all; 30 a foreign or damaged file, or a record of another size; 46 no
+ * permission; 80 the record was changed or deleted by somebody else since it was loaded; 84 others held the file for too long;
+ * 101 no memory. A failed operation has changed nothing and has left the buffer alone. */
 #ifndef TESSERA_H
 #define TESSERA_H
 #ifdef __cplusplus
@@ -33,9 +33,9 @@ using dbError = int32_t;
 /* tesseraBase - a database session: what relations are opened in.
  * Shape   none.
  * Units   none.
- * Owner   the caller's; relations that outlive it give 3 and hold nothing any more but their memory.
- * Result  without memory the relations of the session give 101.
- * Thread  any number of threads may open relations in one session; it ends after they have.
+ * Owner   the caller's. A relation needs it only while it is being opened.
+ * Result  none; it cannot fail, and it may be used on both sides of a fork.
+ * Thread  any number of threads may open relations in one session.
  * Source  the system's own. */
 class QOBPLATAPI tesseraBase {
 public:
@@ -54,7 +54,7 @@ public:
     /* tesRel - opens a relation.
      * Shape   directory: with either separator, not empty. name: without extension.
      * Units   none.
-     * Owner   nothing is kept of the arguments but the session, which must be alive.
+     * Owner   nothing is kept of the arguments.
      * Result  in status(): 0 open; 3 there is no "<name>.db"; 22 it has length zero; 30 it is foreign, damaged or cut short; 46
      *         no permission; 84 others held it too long; 101 no memory; 2 and 18 of the disk. A file that is refused is left as
      *         it is. A missing or wrong "<name>.id0" is made again. Where the file may only be read the relation is open for

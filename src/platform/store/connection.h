@@ -52,6 +52,7 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
 
   const FileDescription& description() const { return description_; }
+  const Identity& identity() const { return identity_; }
   bool read_only() const { return read_only_; }
   // The file is still the one that stands under the name.
   bool IsUnderItsName();
@@ -128,6 +129,7 @@ class Connection {
   std::uint32_t process_ = 0;
   std::string path_;
   FileDescription description_;
+  Identity identity_{};
   bool read_only_ = false;
   Durability durability_ = Durability::kSystem;
   std::vector<sqlite3_stmt*> statements_;

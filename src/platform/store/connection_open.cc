@@ -130,12 +130,15 @@ Status Connection::ReadSchema() {
 }
 
 Status Connection::ReadOwnDescription() {
-  Statement file(*this, "SELECT description FROM file");
+  Statement file(*this, "SELECT description,identity FROM file");
   if (!file.Step()) return file.status() == kOk ? kNotOurFile : file.status();
   const std::string_view bytes = file.Bytes(0);
   const Status status =
       ReadDescription(std::as_bytes(std::span(bytes.data(), bytes.size())), &description_);
-  if (status != kOk || file.Step()) return kNotOurFile;
+  const std::string_view identity = file.Bytes(1);
+  if (status != kOk || identity.size() != identity_.size()) return kNotOurFile;
+  std::memcpy(identity_.data(), identity.data(), identity_.size());
+  if (file.Step()) return kNotOurFile;
   return file.status();
 }
 

@@ -18,6 +18,7 @@ class SharedFile final : public RecordFile {
 
   const FileDescription& description() const override { return connection_.description(); }
   bool read_only() const override { return read_only_; }
+  const Identity& identity() const override { return connection_.identity(); }
 
   Status Find(int index, Seek seek, std::string_view key, Entry* entry,
               std::span<std::byte> record) override;

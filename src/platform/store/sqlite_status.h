@@ -8,8 +8,6 @@ namespace qob::store {
 
 // rc: an extended result code of `db`.
 Status StatusOfResult(sqlite3* db, int rc);
-// The same of the system's own error numbers.
-Status StatusOfError(int error);
 // The file itself is to blame: nothing more is done with it.
 inline bool SaysDamaged(int rc) {
   return (rc & 0xFF) == SQLITE_CORRUPT || (rc & 0xFF) == SQLITE_NOTADB;

@@ -32,4 +32,7 @@ enum Status : int {
   kNoMemory = 101,
 };
 
+// The status of one of the system's error numbers; 0 is kOk.
+Status StatusOfError(int error);
+
 }  // namespace qob::store

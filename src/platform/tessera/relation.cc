@@ -1,0 +1,206 @@
+#include "platform/tessera/relation.h"
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "platform/os/process.h"
+
+namespace qob::tessera {
+namespace {
+
+using store::Entry;
+using store::Status;
+
+constexpr std::int32_t kNoIndex = -1;
+constexpr std::int32_t kOnlyIndex = 0;
+constexpr Status kNoRecordBehind = static_cast<Status>(17);
+constexpr Status kPlaceIsLost = store::kNotFound;
+
+}  // namespace
+
+Relation::Relation() : process_(os::ProcessId()) {}
+Relation::~Relation() = default;
+
+// ---- opening
+
+Status Relation::Open(std::string_view directory, std::string_view name) {
+  try {
+    status_ = tessera::Open(directory, name, &relation_);
+  } catch (const std::bad_alloc&) {
+    status_ = store::kNoMemory;
+  }
+  return status_;
+}
+
+Status Relation::Attach(std::int32_t index, std::span<std::byte> buffer) {
+  if (status_ != store::kOk) return status_;
+  try {
+    if (os::ProcessId() != process_ || relation_.file == nullptr) return status_ = store::kNotOpen;
+    if (index != kNoIndex) return status_ = store::kNoSuchIndex;
+    if (buffer.data() == nullptr || buffer.size() != relation_.file->description().record_bytes) {
+      return status_ = store::kNotOurFile;
+    }
+    loaded_.resize(buffer.size());
+    buffer_ = buffer;
+  } catch (const std::bad_alloc&) {
+    status_ = store::kNoMemory;
+  }
+  return status_;
+}
+
+// Between its two ends, what every operation asks first.
+template <class Work>
+Status Relation::Do(Work&& work) {
+  try {
+    const bool ready = !buffer_.empty() && os::ProcessId() == process_;
+    status_ = ready ? work() : store::kNotOpen;
+  } catch (const std::bad_alloc&) {
+    status_ = store::kNoMemory;
+  }
+  return status_;
+}
+
+// ---- the lock
+
+Status Relation::Lock(bool, std::uint32_t timeout_ms) {
+  return Do([&] {
+    if (lock_) return store::kOk;
+    os::OpenMode mode;
+    mode.access = os::Access::kReadWrite;
+    mode.share = os::Share::kNone;
+    mode.wait_ms = timeout_ms == UINT32_MAX ? os::kWaitForever : static_cast<int>(timeout_ms);
+    const os::Result<os::Handle> file = os::OpenFile(relation_.index_path, mode);
+    if (file.error == os::kSharingViolation) return store::kBusy;
+    if (!file) return store::StatusOfError(file.error);
+    lock_ = os::FileHandle(file.value);
+    return store::kOk;
+  });
+}
+
+Status Relation::Unlock() {
+  return Do([&] {
+    lock_.Reset();
+    return store::kOk;
+  });
+}
+
+// ---- passes
+
+Status Relation::Begin(std::int32_t index) {
+  return Do([&] {
+    if (index != kOnlyIndex) return store::kNoSuchIndex;
+    in_pass_ = true;
+    has_place_ = false;
+    return store::kOk;
+  });
+}
+
+Status Relation::End() {
+  return Do([&] {
+    in_pass_ = has_place_ = false;
+    return store::kOk;
+  });
+}
+
+void Relation::StandOn(Entry&& entry) {
+  place_key_ = std::move(entry.key);
+  place_number_ = entry.number;
+  has_place_ = true;
+}
+
+// What a look-up found becomes the current record; the buffer changes only now.
+Status Relation::Load(Status found, const Entry& entry) {
+  if (found != store::kOk) return found;
+  std::memcpy(buffer_.data(), loaded_.data(), loaded_.size());
+  has_current_ = true;
+  current_number_ = entry.number;
+  current_version_ = entry.version;
+  return store::kOk;
+}
+
+Status Relation::First() {
+  return Do([&] {
+    if (!in_pass_) return store::kNoPosition;
+    Entry entry;
+    const Status found = relation_.file->Find(kOnlyIndex, store::Seek::kFirst, {}, &entry, loaded_);
+    if (found == store::kEndOfFile) return kNoRecordBehind;
+    if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
+    return found;
+  });
+}
+
+Status Relation::Next() {
+  return Do([&] {
+    if (!in_pass_ || !has_place_) return kPlaceIsLost;
+    Entry entry;
+    const Status found =
+        relation_.file->Next(kOnlyIndex, place_key_, place_number_, &entry, loaded_);
+    if (found == store::kEndOfFile) return kNoRecordBehind;
+    if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
+    return found;
+  });
+}
+
+// The record sought is not the one that was current: there is none until another is loaded.
+Status Relation::Seek(Entry* entry) {
+  const store::KeyDescription& key = relation_.file->description().keys[kOnlyIndex];
+  const Status found =
+      relation_.file->Find(kOnlyIndex, store::Seek::kEqual, store::IndexKeyOf(key, buffer_), entry,
+                           loaded_);
+  if (found == store::kNotFound) has_current_ = false;
+  return Load(found, *entry);
+}
+
+Status Relation::Get(std::int32_t index) {
+  return Do([&] {
+    Entry entry;
+    return index == kOnlyIndex ? Seek(&entry) : store::kNoSuchIndex;
+  });
+}
+
+Status Relation::Find() {
+  return Do([&] {
+    if (!in_pass_) return store::kNoPosition;
+    Entry entry;
+    const Status found = Seek(&entry);
+    if (found == store::kOk) StandOn(std::move(entry));
+    return found;
+  });
+}
+
+// ---- changes
+
+Status Relation::Add() {
+  return Do([&] {
+    Entry entry;
+    const Status status = relation_.file->Insert(buffer_, &entry);
+    if (status != store::kOk) return status;
+    has_current_ = true;
+    current_number_ = entry.number;
+    current_version_ = entry.version;
+    return store::kOk;
+  });
+}
+
+Status Relation::Put() {
+  return Do([&] {
+    if (!has_current_) return store::kNoPosition;
+    Entry entry{.number = current_number_, .version = current_version_, .key = {}};
+    const Status status = relation_.file->Update(&entry, buffer_);
+    if (status == store::kOk) current_version_ = entry.version;
+    return status;
+  });
+}
+
+Status Relation::Delete() {
+  return Do([&] {
+    if (!has_current_) return store::kNoPosition;
+    const Status status = relation_.file->Delete(
+        {.number = current_number_, .version = current_version_, .key = {}});
+    if (status == store::kOk) has_current_ = false;
+    return status;
+  });
+}
+
+}  // namespace qob::tessera

@@ -1,0 +1,65 @@
+// One object's view of a relation: its record buffer, its current record, its pass and its lock.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/os/file.h"
+#include "platform/tessera/open_relation.h"
+
+namespace qob::tessera {
+
+class Relation {
+ public:
+  Relation();
+  ~Relation();
+  Relation(const Relation&) = delete;
+  Relation& operator=(const Relation&) = delete;
+
+  // Nothing below throws; each gives the result and keeps it as status().
+  store::Status Open(std::string_view directory, std::string_view name);
+  store::Status status() const { return status_; }
+  store::Status Attach(std::int32_t index, std::span<std::byte> buffer);
+
+  store::Status Lock(bool shared, std::uint32_t timeout_ms);
+  store::Status Unlock();
+  store::Status Begin(std::int32_t index);
+  store::Status End();
+  store::Status First();
+  store::Status Next();
+  store::Status Get(std::int32_t index);
+  store::Status Find();
+  store::Status Add();
+  store::Status Put();
+  store::Status Delete();
+
+ private:
+  template <class Work>
+  store::Status Do(Work&& work);
+  store::Status Load(store::Status found, const store::Entry& entry);
+  store::Status Seek(store::Entry* entry);
+  void StandOn(store::Entry&& entry);
+
+  const std::uint32_t process_;
+  store::Status status_ = store::kNotOpen;
+  OpenRelation relation_;
+  std::span<std::byte> buffer_;
+  std::vector<std::byte> loaded_;  // a record that is read stands here first
+
+  bool has_current_ = false;
+  std::int64_t current_number_ = 0;
+  std::int64_t current_version_ = 0;
+
+  bool in_pass_ = false;
+  bool has_place_ = false;
+  std::string place_key_;
+  std::int64_t place_number_ = 0;
+
+  os::FileHandle lock_;
+};
+
+}  // namespace qob::tessera
