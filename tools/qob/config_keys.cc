@@ -11,6 +11,7 @@ constexpr KeyRow kKeys[] = {
     {"Gateway", "TimeZone", "PST8PDT", 16, kZone},
     {"Gateway", "QueueDirectory", "", 260, kFolder},
     {"Gateway", "TemporaryDirectory", "", 260, kFolder},
+    {"Gateway", "InstallationId", "*", 64, kText},
     {"Gateway", "LocalCharSet", "US-ASCII", 32, kText},
     {"Config", "InstallDirectory", "", 260, kFolder},
     {"Ldap", "HostName", "localhost", 128, kText},

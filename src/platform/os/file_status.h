@@ -47,6 +47,8 @@ class DirectoryView {
 std::int64_t BootTime();
 // The kernel's name for this run of the machine; "" when it has none.
 std::string BootId();
+// The installed system's own number, which others need not know; "" when it has none.
+std::string MachineId();
 
 // What the directory's file system is: "tmpfs", "nfs", "ext4", ... or its number as text.
 std::string FileSystemName(std::string_view directory);

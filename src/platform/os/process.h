@@ -32,6 +32,9 @@ struct LogTime {
 };
 LogTime LogTimeNow();
 
+// What the machine calls itself; "" when it cannot be told.
+std::string HostName();
+
 std::uint32_t ThreadId();
 std::uint32_t ProcessId();
 void SleepMs(int milliseconds);

@@ -20,6 +20,8 @@ void FillSite(Site& site) {
   std::snprintf(site.log_file, sizeof site.log_file, "%s", "twmta.log");
   os::ReadProfile("Config", "InstallDirectory", "", site.install_dir, sizeof site.install_dir,
                   site.config_file);
+  os::ReadProfile("Gateway", "InstallationId", kMachineInstallation, site.installation,
+                  sizeof site.installation, site.config_file);
   site.filled = true;
 }
 

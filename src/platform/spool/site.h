@@ -4,14 +4,18 @@
 
 namespace qob::spool {
 
+// [Gateway] InstallationId: this stands for a text made from the machine's own marks.
+inline constexpr char kMachineInstallation[] = "*";
+
 struct Site {
   char config_file[16] = "";  // "twmta.ini"
   char client[32] = "";       // 31 characters of the name given to start-up
   char queue_dir[260] = "";
   char temp_dir[260] = "";
   char install_dir[260] = "";
-  char log_file[32] = "";  // "twmta.log"
-  bool filled = false;     // start-up has read the directories
+  char log_file[32] = "";      // "twmta.log"
+  char installation[64] = "";  // for Message-IDs
+  bool filled = false;         // start-up has read the directories
 };
 
 // The process's own record; never moves.

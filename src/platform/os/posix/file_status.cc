@@ -74,6 +74,11 @@ std::string ReadSystemFile(const char* path) {
   return all;
 }
 
+std::string WithoutLineEnd(std::string text) {
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  return text;
+}
+
 // look(buffer) is one of the getXXX_r calls; its buffer grows as far as it asks.
 template <class Look>
 int LookUp(Look&& look) {
@@ -197,11 +202,9 @@ std::int64_t BootTime() {
   return now.tv_sec - running.tv_sec;
 }
 
-std::string BootId() {
-  std::string id = ReadSystemFile("/proc/sys/kernel/random/boot_id");
-  while (!id.empty() && id.back() == '\n') id.pop_back();
-  return id;
-}
+std::string BootId() { return WithoutLineEnd(ReadSystemFile("/proc/sys/kernel/random/boot_id")); }
+
+std::string MachineId() { return WithoutLineEnd(ReadSystemFile("/etc/machine-id")); }
 
 int LinkFile(std::string_view from, std::string_view to) {
   const NativeName source(from);

@@ -1,5 +1,6 @@
 #include "platform/os/process.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -74,6 +75,12 @@ LogTime LogTimeNow() {
                 broken.tm_min, broken.tm_sec, now.tv_nsec / 1000000, minutes < 0 ? '-' : '+',
                 std::labs(minutes) / 60, std::labs(minutes) % 60);
   return time;
+}
+
+std::string HostName() {
+  std::array<char, 257> name{};
+  if (gethostname(name.data(), name.size() - 1) != 0) return {};
+  return name.data();
 }
 
 std::uint32_t ThreadId() { return static_cast<std::uint32_t>(gettid()); }
