@@ -41,7 +41,7 @@ ALLOWED = {
              "util"],
     "queue": ["dates", "frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
               "platform/store", "rfc822", "util"],
-    "db": ["frame/config", "platform/os", "platform/tessera"],
+    "db": ["frame/config", "platform/os", "platform/spool", "platform/store", "platform/tessera"],
     "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
 }
 
