@@ -7,8 +7,8 @@
 set -eu
 
 build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsqlite3-dev"
-test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3"
-bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3 postfix"
+test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3 nkf"
+bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3 postfix nkf"
 
 case "${1-}" in
   build) wanted=$build ;;
