@@ -74,7 +74,7 @@ TEST(MessageQueue, ARepeatedCallReadsTheDirectoryAgain) {
   const TempSpool spool;
   EXPECT_TRUE(Holds([&] {
     if (MQInit("localhost", "test") == 0) return false;
-    std::filesystem::remove(spool.queue());
+    std::filesystem::remove_all(spool.queue());
     if (MQInit("localhost", "test") != 0) return false;
     spool.SetWholeIni("[Gateway]\nQueueDirectory=" + spool.temp() + "\n");
     return MQInit("localhost", "test") != 0;
