@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "help.h"
+#include "mail/send_words.h"
 
 namespace cli {
 namespace {
@@ -50,20 +51,6 @@ void AddCommand(const CommandRow& row, CLI::App* app, Slots* slots) {
   app->set_help_flag();
   for (const OptionRow& option : row.options) AddOption(option, slots);
   app->add_option("operands", slots->operands)->expected(0, kManyOperands);
-}
-
-// Too few or too many operands, told by their names in the table.
-void CheckOperands(const CommandRow& command, const std::vector<std::string>& given) {
-  std::size_t most = 0;
-  std::size_t least = 0;
-  for (const OperandRow& operand : command.operands) {
-    if (given.size() < least + static_cast<std::size_t>(operand.least))
-      throw UsageFailure(std::string(operand.name) + " is missing", command.name);
-    least += static_cast<std::size_t>(operand.least);
-    most = operand.most < 0 ? given.size() : most + static_cast<std::size_t>(operand.most);
-  }
-  if (given.size() > most)
-    throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
 }
 
 class Application {
@@ -159,6 +146,19 @@ bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* print
 
 }  // namespace
 
+void CheckOperands(const CommandRow& command, const std::vector<std::string>& given) {
+  std::size_t most = 0;
+  std::size_t least = 0;
+  for (const OperandRow& operand : command.operands) {
+    if (given.size() < least + static_cast<std::size_t>(operand.least))
+      throw UsageFailure(std::string(operand.name) + " is missing", command.name);
+    least += static_cast<std::size_t>(operand.least);
+    most = operand.most < 0 ? given.size() : most + static_cast<std::size_t>(operand.most);
+  }
+  if (given.size() > most)
+    throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
+}
+
 std::string Arguments::Value(std::string_view option, std::string_view otherwise) const {
   const auto found = values.find(option);
   return found == values.end() || found->second.empty() ? std::string(otherwise)
@@ -185,6 +185,7 @@ std::vector<int> Arguments::Numbers(std::string_view option) const {
 }
 
 bool ParseArguments(int count, char** words, Arguments* arguments, std::string* printed) {
+  if (const auto answer = mail::ParseMailWords(count, words, arguments, printed)) return *answer;
   Application application;
   return application.Parse(count, words, arguments, printed);
 }

@@ -26,6 +26,9 @@ class Arguments {
   std::vector<int> Numbers(std::string_view option) const;
 };
 
+// Too few or too many operands are a usage failure that names them as the table does.
+void CheckOperands(const CommandRow& command, const std::vector<std::string>& given);
+
 // Parses the command line. Prints help or the version and returns false when that is all that was
 // asked for; throws Failure(kUsage) for a line that does not fit the table.
 bool ParseArguments(int count, char** words, Arguments* arguments, std::string* printed);

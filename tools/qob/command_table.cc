@@ -15,7 +15,7 @@ constexpr FamilyRow kFamilies[] = {
 
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
-  for (const auto part : {MailCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
+  for (const auto part : {MailCommands(), SendCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
                           JisCommands(), QueueCommands(), QueueActCommands()}) {
     all.insert(all.end(), part.begin(), part.end());
   }

@@ -11,6 +11,7 @@ namespace cli {
 ExitCode RunParse(const Arguments& arguments);
 ExitCode RunExtract(const Arguments& arguments);
 ExitCode RunHeader(const Arguments& arguments);
+ExitCode RunBuild(const Arguments& arguments);
 ExitCode RunAddress(const Arguments& arguments);
 ExitCode RunDate(const Arguments& arguments);
 ExitCode RunWordEncode(const Arguments& arguments);

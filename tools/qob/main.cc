@@ -22,6 +22,7 @@ constexpr RunRow kRuns[] = {
     {"parse", RunParse},
     {"extract", RunExtract},
     {"header", RunHeader},
+    {"build", RunBuild},
     {"address", RunAddress},
     {"date", RunDate},
     {"word encode", RunWordEncode},
