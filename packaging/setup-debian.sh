@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what is missing of the Debian packages that this project needs; does nothing when all are there.
 #
-#   setup-debian.sh build|test|bench
+#   setup-debian.sh build|test|bench|package
 #
 # The only list of packages: quickstart, check and bench/compare call this script.
 set -eu
@@ -9,12 +9,14 @@ set -eu
 build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsqlite3-dev"
 test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3 nkf"
 bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3 postfix nkf"
+package="$build dpkg-dev fakeroot lintian doxygen python3 systemd abigail-tools mmdebstrap"
 
 case "${1-}" in
   build) wanted=$build ;;
   test) wanted=$test ;;
   bench) wanted=$bench ;;
-  *) echo "usage: setup-debian.sh build|test|bench" >&2; exit 64 ;;
+  package) wanted=$package ;;
+  *) echo "usage: setup-debian.sh build|test|bench|package" >&2; exit 64 ;;
 esac
 
 missing=

@@ -40,7 +40,8 @@ def main(program, unit):
         if shutil.which("systemd-analyze"):
             copy = work + "/" + os.path.basename(unit)
             with open(copy, "w", encoding="ascii") as f:
-                f.write(text.replace("/usr/libexec/qob3xapi/" + os.path.basename(program), program))
+                f.write(text.replace("/usr/libexec/qob3xapi/" + os.path.basename(program), program)
+                        .replace("/usr/bin/qob", os.path.join(os.path.dirname(program), "qob")))
             said = subprocess.run(["systemd-analyze", "verify", copy], capture_output=True, text=True, check=False).stderr
             wrong += [line for line in said.splitlines() if os.path.basename(unit) in line]
     for line in wrong:
