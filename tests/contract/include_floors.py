@@ -17,7 +17,7 @@ FLOORS = {
     "frame/config": 1, "frame/errors": 1, "lineio": 1, "util": 1,
     "dates": 2, "rfc822": 2, "charset": 2, "macfile": 2,
     "mime": 3, "queue": 3, "db": 3,
-    "frame/startup": 4,
+    "frame/startup": 4, "notify": 4,
 }
 
 # Which folder may include headers of which other folders.
@@ -42,6 +42,8 @@ ALLOWED = {
     "queue": ["dates", "frame/config", "frame/errors", "lineio", "platform/btrieve", "platform/mq", "platform/os", "platform/spool",
               "platform/store", "rfc822", "util"],
     "db": ["frame/config", "platform/os", "platform/spool", "platform/store", "platform/tessera"],
+    "notify": ["charset", "db", "frame/config", "lineio", "mime", "platform/mq", "platform/os", "platform/spool", "queue", "rfc822",
+               "util"],
     "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
 }
 

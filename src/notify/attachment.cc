@@ -1,0 +1,75 @@
+#include "notify/attachment.h"
+
+#include <array>
+#include <string>
+
+#include <qob3xapi/magic.h>
+
+#include "charset/word_encoder.h"
+#include "frame/report.h"
+#include "platform/os/file.h"
+#include "platform/os/path.h"
+
+namespace qob::notify {
+namespace {
+
+constexpr std::size_t kBlock = 16 * 1024;
+constexpr std::size_t kExtensionBytes = 9;
+
+struct Kind {
+  std::string type;
+  std::string subtype;
+  std::string encoding;
+};
+
+// What stands behind the last dot of the file name; empty when there is none.
+std::string Extension(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos) return {};
+  const std::string_view extension = name.substr(dot + 1, kExtensionBytes);
+  return std::string(extension.substr(0, extension.find(' ')));
+}
+
+Kind BinaryKind(std::string_view name) {
+  const std::string extension = Extension(name);
+  MagicRecordBuffer found{};
+  if (!extension.empty() && GetMagicFromExtension(extension.c_str(), &found.record) == 0) {
+    const Kind kind = {found.record.contentType, found.record.contentSubtype, found.record.textA};
+    if (!kind.type.empty() && !kind.subtype.empty() && !kind.encoding.empty()) return kind;
+  }
+  return {"application", "x-unknown", "base64"};
+}
+
+}  // namespace
+
+std::int32_t IsFileAscii(const char* path) {
+  os::OpenMode mode;
+  mode.sequential = true;
+  const os::Result<os::Handle> opened = os::OpenFile(path, mode);
+  if (!opened) {
+    Report(kFailure, "IsFileAscii: failed to open file %.256s, error #%d", path, opened.error);
+    return 1;
+  }
+  const os::FileHandle file(opened.value);
+  for (std::array<char, kBlock> block;;) {
+    const os::Result<std::size_t> got = os::ReadFile(file.get(), block.data(), block.size());
+    if (!got) return 0;
+    if (HasEightBit({block.data(), got.value})) {
+      Report(kDetail, "IsFileAscii: file contains binary data - using base64");
+      return 0;
+    }
+    if (got.value < block.size()) break;
+  }
+  Report(kDetail, "file is ASCII");
+  return 1;
+}
+
+BuiltFile AttachmentPart(const char* path) {
+  const std::string_view name = os::FileNamePart(path);
+  const std::string parameter = "name=\"" + std::string(name) + '"';
+  const Kind kind = IsFileAscii(path) != 0 ? Kind{"text", "basic", "7bit"} : BinaryKind(name);
+  return BuildPart(kind.type.c_str(), kind.subtype.c_str(), kind.encoding.c_str(), path,
+                   OneText(parameter.c_str()).chain());
+}
+
+}  // namespace qob::notify
