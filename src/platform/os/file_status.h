@@ -16,6 +16,7 @@ struct FileStatus {
   FileKind kind = FileKind::kOther;
   std::int64_t size = 0;
   std::int64_t modified = 0;  // seconds since 1970
+  std::int64_t changed = 0;   // nanoseconds since 1970; of its bytes or of what is told here
   std::uint32_t owner = 0;    // user number
   std::uint32_t mode = 0;     // permission bits
   std::uint64_t device = 0;
@@ -23,6 +24,12 @@ struct FileStatus {
 };
 
 Result<FileStatus> StatusOf(std::string_view path);
+Result<FileStatus> StatusOfOpenFile(std::intptr_t file);
+// Whether any change made after the status was asked for will show in a status asked for later:
+// times have a grain, and what changed within the last one may change again unseen. `asked` is
+// the Moment() before it was.
+bool ShowsLaterChanges(const FileStatus& status, std::int64_t asked);
+std::int64_t Moment();
 // The owner's name, or the number as text.
 std::string OwnerName(std::uint32_t owner);
 

@@ -1,6 +1,7 @@
 // The one connection of this process to a record file: SQLite's handle, its prepared statements,
 // the turns of the threads, the gate between the processes, and what was found wrong.
 #pragma once
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -144,8 +145,8 @@ class Connection {
   bool in_transaction_ = false;
   Status transaction_failure_ = kOk;
 
-  bool damaged_ = false;
-  bool no_more_writes_ = false;
+  std::atomic<bool> damaged_{false};
+  std::atomic<bool> no_more_writes_{false};
   bool committed_ = false;   // at least once
   bool log_is_old_ = false;  // the last commit was the first
   int log_pages_ = 0;

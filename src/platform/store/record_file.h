@@ -32,6 +32,8 @@ enum class Durability {
 
 struct CreateOptions {
   std::string group;  // members may read the file; "" = the owner alone
+  // 16 bytes, for a file that is to be the same whenever it is made; "" = drawn at random.
+  std::string identity = {};
 };
 
 struct OpenOptions {
@@ -79,6 +81,8 @@ class RecordFile {
   virtual bool read_only() const = 0;
   // Bytes that no other file was made with; a copy has those of what it was copied from.
   virtual const Identity& identity() const = 0;
+  // Something was met after which the file is to be opened anew; see the calls' failures.
+  virtual bool is_spoilt() const = 0;
 
   // `key` is an index key (IndexKey); not used by Seek::kFirst. kNotFound for kEqual, kEndOfFile
   // for the others when there is none.

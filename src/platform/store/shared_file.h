@@ -19,6 +19,7 @@ class SharedFile final : public RecordFile {
   const FileDescription& description() const override { return connection_.description(); }
   bool read_only() const override { return read_only_; }
   const Identity& identity() const override { return connection_.identity(); }
+  bool is_spoilt() const override { return connection_.spoilt(); }
 
   Status Find(int index, Seek seek, std::string_view key, Entry* entry,
               std::span<std::byte> record) override;

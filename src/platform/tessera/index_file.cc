@@ -79,23 +79,12 @@ IndexBytes ExpectedIndex(std::string_view name, const store::RecordFile& file) {
   return bytes;
 }
 
-bool HoldsIndex(const std::string& path, const IndexBytes& bytes) {
-  os::OpenMode mode;
-  mode.through_links = false;
-  const os::Result<os::Handle> opened = os::OpenFile(path, mode);
-  if (!opened) return false;
-  const os::FileHandle file(opened.value);
-  char found[kIndexFileBytes + 1];
-  const os::Result<std::size_t> got = os::ReadFile(file.get(), found, sizeof found);
-  return got && got.value == bytes.size() && std::memcmp(found, bytes.data(), bytes.size()) == 0;
-}
-
-Status MakeIndexFile(const std::string& path, const std::string& like, const IndexBytes& bytes) {
+Status MakeIndexFile(const std::string& path, const std::string& like, const IndexBytes& bytes,
+                     const std::function<bool()>& is_right) {
   os::DirectoryLock lock;
   const int error = lock.Take(DirectoryOf(path), store::WaitMs());
   if (error != 0) return error == ETIMEDOUT ? store::kBusy : store::StatusOfError(error);
-  return HoldsIndex(path, bytes) ? store::kOk
-                                 : store::StatusOfError(PutInPlace(path, like, bytes));
+  return is_right() ? store::kOk : store::StatusOfError(PutInPlace(path, like, bytes));
 }
 
 }  // namespace qob::tessera

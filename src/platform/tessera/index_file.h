@@ -14,6 +14,7 @@
 #pragma once
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -32,11 +33,9 @@ bool IsRelation(const store::FileDescription& description);
 
 // What must stand in the index file of that record file.
 IndexBytes ExpectedIndex(std::string_view name, const store::RecordFile& file);
-// Makes the index file at `path` unless it is right by now; `like` is the record file, whose owner
-// and permissions it gets.
+// Makes the index file at `path` while nobody else does, unless is_right() by then; `like` is the
+// record file, whose owner and permissions it gets.
 store::Status MakeIndexFile(const std::string& path, const std::string& like,
-                            const IndexBytes& bytes);
-// True when the file at `path` holds just these bytes.
-bool HoldsIndex(const std::string& path, const IndexBytes& bytes);
+                            const IndexBytes& bytes, const std::function<bool()>& is_right);
 
 }  // namespace qob::tessera

@@ -1,73 +1,241 @@
 #include "platform/tessera/open_relation.h"
 
-#include "platform/os/file_status.h"
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "platform/os/process.h"
 #include "platform/spool/store_settings.h"
-#include "platform/tessera/index_file.h"
 
 namespace qob::tessera {
-namespace {
 
 using store::RecordFile;
 using store::Status;
 
+namespace {
+
+constexpr char kDataExtension[] = ".db";
+constexpr char kIndexExtension[] = ".id0";
+
 std::string PathOf(std::string_view directory, std::string_view name, const char* extension) {
-  std::string path(directory);
+  std::string path;
+  path.reserve(directory.size() + name.size() + sizeof kIndexExtension);
+  path += directory;
   path += '\\';
   path += name;
   return path += extension;
 }
 
-Status Look(const std::string& path) {
-  const os::Result<os::FileStatus> found = os::StatusOf(path);
-  if (!found) {
-    const Status status = store::StatusOfError(found.error);
-    return status == store::kNoSuchFile ? store::kNotOpen : status;
+}  // namespace
+
+// ---- what this process keeps open
+
+// A child of a fork begins with none: what it inherited is neither used nor closed there. Never
+// destroyed, for other threads may still be at work while the process ends.
+class OpenRelation::Kept {
+ public:
+  static Kept& OfThisProcess() {
+    static std::atomic<Kept*> present{nullptr};
+    const std::uint32_t process = os::ProcessId();
+    Kept* kept = present.load(std::memory_order_acquire);
+    while (kept == nullptr || kept->process_ != process) {
+      std::unique_ptr<Kept> made(new Kept(process, kept));
+      if (present.compare_exchange_strong(kept, made.get(), std::memory_order_acq_rel)) {
+        kept = made.release();
+      }
+    }
+    return *kept;
   }
-  if (found.value.kind != os::FileKind::kFile) return store::kNotOurFile;
-  return found.value.size == 0 ? store::kBufferTooShort : store::kOk;
+
+  std::shared_ptr<OpenRelation> Find(std::string_view directory, std::string_view name);
+  void Drop(const OpenRelation& relation);
+  // In place of the one of that path, else of the one that was longest out of use.
+  void Keep(const std::shared_ptr<OpenRelation>& relation);
+  void Close();
+
+ private:
+  struct Slot {
+    std::uint64_t used = 0;
+    std::shared_ptr<OpenRelation> relation;
+  };
+
+  Kept(std::uint32_t process, Kept* inherited) : process_(process), inherited_(inherited) {}
+
+  const std::uint32_t process_;
+  [[maybe_unused]] Kept* const inherited_;
+  std::mutex mutex_;
+  std::uint64_t uses_ = 0;
+  Slot slots_[kMostKept];
+};
+
+std::shared_ptr<OpenRelation> OpenRelation::Kept::Find(std::string_view directory,
+                                                       std::string_view name) {
+  const std::scoped_lock hold(mutex_);
+  for (Slot& slot : slots_) {
+    if (slot.relation != nullptr && slot.relation->directory_ == directory &&
+        slot.relation->name_ == name) {
+      slot.used = ++uses_;
+      return slot.relation;
+    }
+  }
+  return nullptr;
+}
+
+void OpenRelation::Kept::Drop(const OpenRelation& relation) {
+  std::shared_ptr<OpenRelation> gone;  // closed outside the mutex
+  const std::scoped_lock hold(mutex_);
+  for (Slot& slot : slots_) {
+    if (slot.relation.get() != &relation) continue;
+    gone = std::exchange(slot.relation, nullptr);
+    slot.used = 0;
+  }
+}
+
+void OpenRelation::Kept::Keep(const std::shared_ptr<OpenRelation>& relation) {
+  std::shared_ptr<OpenRelation> gone;
+  const std::scoped_lock hold(mutex_);
+  Slot* place = &slots_[0];
+  for (Slot& slot : slots_) {
+    if (slot.used < place->used) place = &slot;
+    if (slot.relation != nullptr && slot.relation->data_path_ == relation->data_path_) {
+      place = &slot;
+      break;
+    }
+  }
+  gone = std::exchange(place->relation, relation);
+  place->used = ++uses_;
+}
+
+void OpenRelation::Kept::Close() {
+  std::shared_ptr<OpenRelation> gone[kMostKept];
+  const std::scoped_lock hold(mutex_);
+  for (std::size_t i = 0; i < kMostKept; ++i) {
+    gone[i] = std::exchange(slots_[i].relation, nullptr);
+    slots_[i].used = 0;
+  }
+}
+
+void OpenRelation::CloseKept() { Kept::OfThisProcess().Close(); }
+
+// ---- opening
+
+OpenRelation::OpenRelation(std::string_view directory, std::string_view name)
+    : directory_(directory),
+      name_(name),
+      data_path_(PathOf(directory, name, kDataExtension)),
+      index_path_(PathOf(directory, name, kIndexExtension)) {}
+
+Status OpenRelation::Look(const std::string& path, Seen* seen) {
+  const std::int64_t asked = os::Moment();
+  const os::Result<os::FileStatus> found = os::StatusOf(path);
+  if (!found) return store::StatusOfError(found.error);
+  seen->status = found.value;
+  seen->shows_changes = os::ShowsLaterChanges(found.value, asked);
+  return found.value.kind == os::FileKind::kFile ? store::kOk : store::kNotOurFile;
+}
+
+bool OpenRelation::IsUntouched(const Seen& before, const Seen& now) {
+  return before.shows_changes && before.status.device == now.status.device &&
+         before.status.inode == now.status.inode && before.status.size == now.status.size &&
+         before.status.changed == now.status.changed;
+}
+
+bool OpenRelation::IsGood(const Seen& data) const {
+  Seen index;
+  return IsUntouched(data_, data) && !file_->is_spoilt() &&
+         Look(index_path_, &index) == store::kOk && IsUntouched(index_, index);
 }
 
 // Who may only read opens for reading.
-Status OpenRecords(const std::string& path, std::shared_ptr<RecordFile>* file) {
+Status OpenRelation::OpenRecords() {
   store::OpenOptions options = spool::StoreOpenOptions();
-  Status status = RecordFile::Open(path, options, file);
+  Status status = RecordFile::Open(data_path_, options, &file_);
   if (status == store::kNoPermission) {
     options.read_only = true;
-    status = RecordFile::Open(path, options, file);
+    status = RecordFile::Open(data_path_, options, &file_);
   }
   if (status == store::kNoSuchFile) return store::kNotOpen;  // it went just now
   if (status != store::kOk) return status;
-  return IsRelation((*file)->description()) ? store::kOk : store::kNotOurFile;
+  return IsRelation(file_->description()) ? store::kOk : store::kNotOurFile;
 }
 
-}  // namespace
+// kNotFound: it is missing or wrong.
+Status OpenRelation::TakeIndex(const IndexBytes& expected) {
+  Status status = Look(index_path_, &index_);
+  if (status == store::kOk) status = RelationLock::Open(index_path_, &lock_);
+  if (status == store::kNoSuchFile || status == store::kNotOurFile) return store::kNotFound;
+  if (status != store::kOk) return status;
+  return lock_->Holds(expected) ? store::kOk : store::kNotFound;
+}
 
-Status Open(std::string_view directory, std::string_view name, OpenRelation* relation) {
+Status OpenRelation::OpenIndex() {
+  const IndexBytes expected = ExpectedIndex(name_, *file_);
+  Status status = TakeIndex(expected);
+  if (status != store::kNotFound) return status;
+  status = MakeIndexFile(index_path_, data_path_, expected,
+                         [&] { return TakeIndex(expected) == store::kOk; });
+  if (status != store::kOk) return status;
+  status = TakeIndex(expected);
+  return status == store::kNotFound ? store::kIoError : status;
+}
+
+Status OpenRelation::Open(std::string_view directory, std::string_view name,
+                          std::shared_ptr<OpenRelation>* relation) {
   if (directory.empty() || name.empty()) return store::kNotOpen;
-  const std::string path = PathOf(directory, name, kDataExtension);
-  Status status = Look(path);
-  if (status != store::kOk) return status;
-  relation->index_path = PathOf(directory, name, kIndexExtension);
-  std::shared_ptr<RecordFile> file;
-  status = OpenRecords(path, &file);
-  if (status != store::kOk) return status;
-  const IndexBytes index = ExpectedIndex(name, *file);
-  if (!HoldsIndex(relation->index_path, index)) {
-    status = MakeIndexFile(relation->index_path, path, index);
+  Kept& kept = Kept::OfThisProcess();
+  std::shared_ptr<OpenRelation> found = kept.Find(directory, name);
+  std::shared_ptr<OpenRelation> fresh;
+  if (found == nullptr) fresh.reset(new OpenRelation(directory, name));
+  Seen data;
+  Status status = Look((found != nullptr ? found : fresh)->data_path_, &data);
+  if (status == store::kNoSuchFile) status = store::kNotOpen;
+  if (status == store::kOk && data.status.size == 0) status = store::kBufferTooShort;
+  if (status == store::kOk && found != nullptr && found->IsGood(data)) {
+    *relation = std::move(found);
+    return store::kOk;
   }
-  if (status == store::kOk) relation->file = std::move(file);
-  return status;
+  if (found != nullptr) {
+    // Closed first, if nobody else has it: opening then looks at everything.
+    kept.Drop(*found);
+    found = nullptr;
+    fresh.reset(new OpenRelation(directory, name));
+  }
+  fresh->data_ = data;
+  if (status == store::kOk) status = fresh->OpenRecords();
+  if (status == store::kOk) status = fresh->OpenIndex();
+  if (status != store::kOk) return status;
+  kept.Keep(fresh);
+  *relation = std::move(fresh);
+  return store::kOk;
 }
 
-Status Create(std::string_view directory, std::string_view name,
-              const store::FileDescription& description) {
+Status OpenRelation::Create(std::string_view directory, std::string_view name,
+                            const store::FileDescription& description) {
   if (directory.empty() || name.empty()) return store::kBadFileName;
   if (os::StatusOf(PathOf(directory, name, kIndexExtension))) return store::kFileExists;
   const Status status = RecordFile::Create(PathOf(directory, name, kDataExtension), description,
                                            spool::StoreCreateOptions());
   if (status != store::kOk) return status;
-  OpenRelation made;
+  std::shared_ptr<OpenRelation> made;
   return Open(directory, name, &made);
+}
+
+// ---- the lock
+
+bool OpenRelation::HasCurrentLock() const {
+  const os::Result<os::FileStatus> found = os::StatusOf(index_path_);
+  return found && found.value.device == lock_->file().device &&
+         found.value.inode == lock_->file().inode;
+}
+
+std::shared_ptr<OpenRelation> OpenRelation::Again() const {
+  std::shared_ptr<OpenRelation> again;
+  const Status status = Open(directory_, name_, &again);
+  const bool is_same = status == store::kOk &&
+                       again->data_.status.device == data_.status.device &&
+                       again->data_.status.inode == data_.status.inode;
+  return is_same ? again : nullptr;
 }
 
 }  // namespace qob::tessera

@@ -15,18 +15,23 @@ using store::Status;
 constexpr std::int32_t kNoIndex = -1;
 constexpr std::int32_t kOnlyIndex = 0;
 constexpr Status kNoRecordBehind = static_cast<Status>(17);
+constexpr int kMostTries = 5;
 constexpr Status kPlaceIsLost = store::kNotFound;
 
 }  // namespace
 
 Relation::Relation() : process_(os::ProcessId()) {}
-Relation::~Relation() = default;
+
+// A child of a fork has nothing of its parent's to give up.
+Relation::~Relation() {
+  if (os::ProcessId() == process_) GiveUpLock();
+}
 
 // ---- opening
 
 Status Relation::Open(std::string_view directory, std::string_view name) {
   try {
-    status_ = tessera::Open(directory, name, &relation_);
+    status_ = OpenRelation::Open(directory, name, &relation_);
   } catch (const std::bad_alloc&) {
     status_ = store::kNoMemory;
   }
@@ -36,9 +41,9 @@ Status Relation::Open(std::string_view directory, std::string_view name) {
 Status Relation::Attach(std::int32_t index, std::span<std::byte> buffer) {
   if (status_ != store::kOk) return status_;
   try {
-    if (os::ProcessId() != process_ || relation_.file == nullptr) return status_ = store::kNotOpen;
+    if (os::ProcessId() != process_ || relation_ == nullptr) return status_ = store::kNotOpen;
     if (index != kNoIndex) return status_ = store::kNoSuchIndex;
-    if (buffer.data() == nullptr || buffer.size() != relation_.file->description().record_bytes) {
+    if (buffer.data() == nullptr || buffer.size() != file().description().record_bytes) {
       return status_ = store::kNotOurFile;
     }
     loaded_.resize(buffer.size());
@@ -63,24 +68,40 @@ Status Relation::Do(Work&& work) {
 
 // ---- the lock
 
-Status Relation::Lock(bool, std::uint32_t timeout_ms) {
-  return Do([&] {
-    if (lock_) return store::kOk;
-    os::OpenMode mode;
-    mode.access = os::Access::kReadWrite;
-    mode.share = os::Share::kNone;
-    mode.wait_ms = timeout_ms == UINT32_MAX ? os::kWaitForever : static_cast<int>(timeout_ms);
-    const os::Result<os::Handle> file = os::OpenFile(relation_.index_path, mode);
-    if (file.error == os::kSharingViolation) return store::kBusy;
-    if (!file) return store::StatusOfError(file.error);
-    lock_ = os::FileHandle(file.value);
-    return store::kOk;
-  });
+// Whoever waited may hold the lock of an index file that was replaced meanwhile.
+Status Relation::TakeLock(bool shared, std::uint32_t timeout_ms) {
+  for (int tries = 0;; ++tries) {
+    bool shares = shared;
+    const Status status = relation_->lock().Take(&shares, timeout_ms);
+    if (status != store::kOk) return status;
+    has_lock_ = true;
+    shares_lock_ = shares;
+    if (tries == kMostTries || relation_->HasCurrentLock()) return store::kOk;
+    std::shared_ptr<OpenRelation> again;
+    try {
+      again = relation_->Again();
+    } catch (...) {
+      GiveUpLock();
+      throw;
+    }
+    if (again == nullptr) return store::kOk;  // this object's files have no names any more
+    GiveUpLock();
+    relation_ = std::move(again);
+  }
+}
+
+void Relation::GiveUpLock() {
+  if (has_lock_) relation_->lock().GiveUp(shares_lock_);
+  has_lock_ = false;
+}
+
+Status Relation::Lock(bool shared, std::uint32_t timeout_ms) {
+  return Do([&] { return has_lock_ ? store::kOk : TakeLock(shared, timeout_ms); });
 }
 
 Status Relation::Unlock() {
   return Do([&] {
-    lock_.Reset();
+    GiveUpLock();
     return store::kOk;
   });
 }
@@ -123,7 +144,7 @@ Status Relation::First() {
   return Do([&] {
     if (!in_pass_) return store::kNoPosition;
     Entry entry;
-    const Status found = relation_.file->Find(kOnlyIndex, store::Seek::kFirst, {}, &entry, loaded_);
+    const Status found = file().Find(kOnlyIndex, store::Seek::kFirst, {}, &entry, loaded_);
     if (found == store::kEndOfFile) return kNoRecordBehind;
     if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
     return found;
@@ -135,7 +156,7 @@ Status Relation::Next() {
     if (!in_pass_ || !has_place_) return kPlaceIsLost;
     Entry entry;
     const Status found =
-        relation_.file->Next(kOnlyIndex, place_key_, place_number_, &entry, loaded_);
+        file().Next(kOnlyIndex, place_key_, place_number_, &entry, loaded_);
     if (found == store::kEndOfFile) return kNoRecordBehind;
     if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
     return found;
@@ -144,9 +165,9 @@ Status Relation::Next() {
 
 // The record sought is not the one that was current: there is none until another is loaded.
 Status Relation::Seek(Entry* entry) {
-  const store::KeyDescription& key = relation_.file->description().keys[kOnlyIndex];
+  const store::KeyDescription& key = file().description().keys[kOnlyIndex];
   const Status found =
-      relation_.file->Find(kOnlyIndex, store::Seek::kEqual, store::IndexKeyOf(key, buffer_), entry,
+      file().Find(kOnlyIndex, store::Seek::kEqual, store::IndexKeyOf(key, buffer_), entry,
                            loaded_);
   if (found == store::kNotFound) has_current_ = false;
   return Load(found, *entry);
@@ -174,7 +195,7 @@ Status Relation::Find() {
 Status Relation::Add() {
   return Do([&] {
     Entry entry;
-    const Status status = relation_.file->Insert(buffer_, &entry);
+    const Status status = file().Insert(buffer_, &entry);
     if (status != store::kOk) return status;
     has_current_ = true;
     current_number_ = entry.number;
@@ -187,7 +208,7 @@ Status Relation::Put() {
   return Do([&] {
     if (!has_current_) return store::kNoPosition;
     Entry entry{.number = current_number_, .version = current_version_, .key = {}};
-    const Status status = relation_.file->Update(&entry, buffer_);
+    const Status status = file().Update(&entry, buffer_);
     if (status == store::kOk) current_version_ = entry.version;
     return status;
   });
@@ -196,7 +217,7 @@ Status Relation::Put() {
 Status Relation::Delete() {
   return Do([&] {
     if (!has_current_) return store::kNoPosition;
-    const Status status = relation_.file->Delete(
+    const Status status = file().Delete(
         {.number = current_number_, .version = current_version_, .key = {}});
     if (status == store::kOk) has_current_ = false;
     return status;

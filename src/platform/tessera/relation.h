@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/os/file.h"
 #include "platform/tessera/open_relation.h"
 
 namespace qob::tessera {
@@ -43,10 +42,13 @@ class Relation {
   store::Status Load(store::Status found, const store::Entry& entry);
   store::Status Seek(store::Entry* entry);
   void StandOn(store::Entry&& entry);
+  store::Status TakeLock(bool shared, std::uint32_t timeout_ms);
+  void GiveUpLock();
+  store::RecordFile& file() { return relation_->file(); }
 
   const std::uint32_t process_;
   store::Status status_ = store::kNotOpen;
-  OpenRelation relation_;
+  std::shared_ptr<OpenRelation> relation_;
   std::span<std::byte> buffer_;
   std::vector<std::byte> loaded_;  // a record that is read stands here first
 
@@ -59,7 +61,8 @@ class Relation {
   std::string place_key_;
   std::int64_t place_number_ = 0;
 
-  os::FileHandle lock_;
+  bool has_lock_ = false;
+  bool shares_lock_ = false;
 };
 
 }  // namespace qob::tessera

@@ -75,11 +75,11 @@ dbError tesRel::create(const char* directory, const char* name, uint32_t recordS
     return store::kNotAllowed;
   }
   try {
-    return tessera::Create(directory, name,
-                           tessera::RelationDescription(static_cast<std::uint16_t>(recordSize),
-                                                        static_cast<std::uint16_t>(keyOffset),
-                                                        static_cast<std::uint16_t>(keyLength),
-                                                        duplicates));
+    return tessera::OpenRelation::Create(
+        directory, name,
+        tessera::RelationDescription(static_cast<std::uint16_t>(recordSize),
+                                     static_cast<std::uint16_t>(keyOffset),
+                                     static_cast<std::uint16_t>(keyLength), duplicates));
   } catch (const std::bad_alloc&) {
     return store::kNoMemory;
   }

@@ -28,6 +28,9 @@ namespace {
 
 constexpr std::size_t kNameRecordBytes = 1024;
 constexpr std::size_t kNameRecordLimit = std::size_t{1} << 20;
+constexpr std::int64_t kSecondNs = 1000000000;
+
+std::int64_t Nanoseconds(const timespec& time) { return time.tv_sec * kSecondNs + time.tv_nsec; }
 
 FileStatus ToStatus(const struct stat& from) {
   FileStatus status;
@@ -37,6 +40,7 @@ FileStatus ToStatus(const struct stat& from) {
                                         : FileKind::kOther;
   status.size = from.st_size;
   status.modified = from.st_mtim.tv_sec;
+  status.changed = Nanoseconds(from.st_ctim);
   status.owner = from.st_uid;
   status.mode = from.st_mode & 07777;
   status.device = from.st_dev;
@@ -119,6 +123,26 @@ Result<FileStatus> StatusOf(std::string_view path) {
   const NativeName name(path);
   if (name.error() != 0) return Result<FileStatus>::Fail(name.error());
   return StatusAt(AT_FDCWD, name.c_str());
+}
+
+Result<FileStatus> StatusOfOpenFile(std::intptr_t file) {
+  struct stat status {};
+  const int error =
+      Outcome(Call::kStat, {}, [&] { return fstat(static_cast<int>(file), &status); });
+  if (error != 0) return Result<FileStatus>::Fail(error);
+  return {ToStatus(status), 0};
+}
+
+// The clock that file systems take their times from.
+std::int64_t Moment() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return Nanoseconds(now);
+}
+
+bool ShowsLaterChanges(const FileStatus& status, std::int64_t asked) {
+  const bool whole_seconds = status.changed % kSecondNs == 0;  // perhaps it keeps no others
+  return status.changed < asked - (whole_seconds ? kSecondNs : 0);
 }
 
 std::string OwnerName(std::uint32_t owner) {
