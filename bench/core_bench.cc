@@ -3,13 +3,17 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "charset/base64_decoder.h"
 #include "charset/header_encoder.h"
+#include "charset/jis_to_shift_jis.h"
 #include "charset/quoted_printable_decoder.h"
+#include "charset/shift_jis_to_jis.h"
 #include "charset/word_decoder.h"
 #include "workload.h"
 
@@ -96,6 +100,37 @@ void WordsEncodeValue(benchmark::State& state) {
   });
 }
 
+// convert(reader, writer) from a file to a new one, which is then removed.
+template <typename Convert>
+void ConvertFile(benchmark::State& state, const char* file, Convert convert) {
+  const std::string from = (DataDirectory() / file).string();
+  const std::string to = (bench::OutputDirectory() / "ours.txt").string();
+  for (auto _ : state) {
+    qob::LineReader reader;
+    qob::FileWriter writer;
+    if (!reader.Open(from.c_str()) || !writer.Create(to.c_str()) || !convert(reader, writer) ||
+        !writer.Close()) {
+      throw std::runtime_error(std::string("cannot convert ") + file);
+    }
+    std::filesystem::remove(to);
+  }
+  state.SetBytesProcessed(state.iterations() *
+                          static_cast<std::int64_t>(std::filesystem::file_size(from)));
+}
+
+void ShiftJisToJis(benchmark::State& state) {
+  ConvertFile(state, "shift_jis.txt", [](qob::LineReader& in, qob::FileWriter& out) {
+    return qob::ShiftJisToJis(in, std::nullopt, out);
+  });
+}
+void JisToShiftJis(benchmark::State& state) {
+  ConvertFile(state, "jis.txt", [](qob::LineReader& in, qob::FileWriter& out) {
+    return qob::JisToShiftJis(in, INT64_MAX, true, out);
+  });
+}
+
+BENCHMARK(ShiftJisToJis)->Name("shift_jis_to_jis")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(JisToShiftJis)->Name("jis_to_shift_jis")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(Base64)->Name("base64")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(QuotedPrintable)->Name("quoted_printable")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(WordsDecode)->Name("words_decode")->UseRealTime()->Unit(benchmark::kMillisecond);

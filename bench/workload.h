@@ -48,6 +48,10 @@ std::string BinHexSample(std::size_t bytes);
 // and a stamp; does nothing when the stamp of the same version stands there already.
 void WriteWorkload(const std::filesystem::path& directory);
 
+// The bodies and Japanese texts of the writing rows (body.bin, body.txt, shift_jis.txt, jis.txt), with
+// a stamp of their own.
+void WriteWritingSamples(const std::filesystem::path& directory);
+
 // One element per line of a file that WriteWorkload made; an element's own folds are kept as "\r\n
 // " by an escape.
 std::vector<std::string> ReadTexts(const std::filesystem::path& file);

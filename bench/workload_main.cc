@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   }
   try {
     bench::WriteWorkload(argv[1]);
+    bench::WriteWritingSamples(argv[1]);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "bench_workload: %s\n", error.what());
     return 74;
