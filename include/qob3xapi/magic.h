@@ -52,7 +52,7 @@ QOBAPI void libmagic_init(void);
  * Source  the file type database (docs/file-types.md). */
 QOBAPI void libmagic_fini(void);
 /* InsMagicRecord - adds a record.
- * Shape   the 376 bytes are stored as they stand. Nobody looks whether there is a record with that extension.
+ * Shape   its six texts, each up to its NUL. Nobody looks whether there is a record with that extension.
  * Units   none.
  * Owner   record stays the caller's.
  * Result  0; -1 for null or without libmagic_init; else the relation's dbError, and nothing was added.
@@ -60,7 +60,7 @@ QOBAPI void libmagic_fini(void);
  * Source  the file type database (docs/file-types.md). */
 QOBAPI int32_t InsMagicRecord(const MagicRecord* record);
 /* UpdateMagicRecord - replaces the first record with that extension.
- * Shape   record->extension tells which. The pass of GetFirstMagicRecord ends.
+ * Shape   record->extension tells which. A pass goes on behind the record that it read last.
  * Units   none.
  * Owner   record stays the caller's.
  * Result  0; -1 for null or without libmagic_init; 17 no such record; else the relation's dbError.
@@ -68,7 +68,7 @@ QOBAPI int32_t InsMagicRecord(const MagicRecord* record);
  * Source  the file type database (docs/file-types.md). */
 QOBAPI int32_t UpdateMagicRecord(const MagicRecord* record);
 /* DelMagicRecord - deletes the first record with that extension.
- * Shape   other records with it stay.
+ * Shape   other records with it stay. A pass goes on behind the record that it read last.
  * Units   none.
  * Owner   extension stays the caller's.
  * Result  0; -1 for null or without libmagic_init; 17 no such record; else the relation's dbError.

@@ -82,7 +82,7 @@ QOBAPI int32_t ClosePeerFile(void);
  * Source  the peer database (docs/peers.md). */
 QOBAPI int32_t InsPeerRecord(const PeerRecord* record);
 /* UpdatePeerRecord - replaces the twelve numbers of the record with that name.
- * Shape   record->domain tells which; the name stays as it was stored. The pass of GetFirstPeerRecord ends.
+ * Shape   record->domain tells which; the name stays as it was stored. A pass goes on behind the record that it read last.
  * Units   as InsPeerRecord.
  * Owner   record stays the caller's.
  * Result  0; -1 for null or without libpeer_init; 4 no such record; else the relation's dbError.
@@ -90,7 +90,7 @@ QOBAPI int32_t InsPeerRecord(const PeerRecord* record);
  * Source  the peer database (docs/peers.md). */
 QOBAPI int32_t UpdatePeerRecord(const PeerRecord* record);
 /* DelPeerRecord - deletes the record with that name.
- * Shape   domain: its first 127 characters.
+ * Shape   domain: its first 127 characters. A pass goes on behind the record that it read last.
  * Units   none.
  * Owner   domain stays the caller's.
  * Result  0; -1 for null or without libpeer_init; 4 no such record; else the relation's dbError.

@@ -57,13 +57,17 @@ std::string TablesSql(const FileDescription& description) {
   return sql;
 }
 
-Status InsertDescription(sqlite3* db, const FileDescription& description) {
+Status InsertDescription(sqlite3* db, const FileDescription& description,
+                         const std::string& identity) {
   const std::string bytes = WriteDescription(description);
   sqlite3_stmt* statement = nullptr;
-  int rc =
-      sqlite3_prepare_v2(db, "INSERT INTO file VALUES(?1,randomblob(16))", -1, &statement, nullptr);
+  int rc = sqlite3_prepare_v2(db, "INSERT INTO file VALUES(?1,coalesce(?2,randomblob(16)))", -1,
+                              &statement, nullptr);
   if (rc == SQLITE_OK) {
     rc = sqlite3_bind_blob64(statement, 1, bytes.data(), bytes.size(), SQLITE_STATIC);
+  }
+  if (rc == SQLITE_OK && !identity.empty()) {
+    rc = sqlite3_bind_blob64(statement, 2, identity.data(), identity.size(), SQLITE_STATIC);
   }
   if (rc == SQLITE_OK) rc = sqlite3_step(statement);
   sqlite3_finalize(statement);
@@ -87,7 +91,8 @@ Status SwitchToLog(sqlite3* db) {
       db, sqlite3_wal_checkpoint_v2(db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr));
 }
 
-Status Build(const std::string& path, const FileDescription& description) {
+Status Build(const std::string& path, const FileDescription& description,
+             const std::string& identity) {
   const char* const layer = LayerName();
   if (layer == nullptr) return kNoMemory;
   sqlite3* opened = nullptr;
@@ -103,7 +108,7 @@ Status Build(const std::string& path, const FileDescription& description) {
                             ";PRAGMA auto_vacuum=NONE;PRAGMA encoding='UTF-8';"
                             "PRAGMA synchronous=FULL;PRAGMA temp_store=MEMORY;BEGIN IMMEDIATE");
   if (status == kOk) status = Execute(db.get(), TablesSql(description));
-  if (status == kOk) status = InsertDescription(db.get(), description);
+  if (status == kOk) status = InsertDescription(db.get(), description, identity);
   if (status == kOk) status = Execute(db.get(), "COMMIT");
   return status == kOk ? SwitchToLog(db.get()) : status;
 }
@@ -215,8 +220,9 @@ Status CreateFile(const std::string& path, const FileDescription& description,
   if (Stands(path)) return kFileExists;
   return InLockedDirectory(path, [&](const std::string& directory) {
     if (Stands(path)) return kFileExists;
-    return MakeWhole(path, directory, options,
-                     [&](const std::string& name) { return Build(name, description); });
+    return MakeWhole(path, directory, options, [&](const std::string& name) {
+      return Build(name, description, options.identity);
+    });
   });
 }
 

@@ -34,6 +34,8 @@ struct CreateOptions {
   std::string group;  // members may read the file; "" = the owner alone
   // 16 bytes, for a file that is to be the same whenever it is made; "" = drawn at random.
   std::string identity = {};
+  // 16 bytes, for a file that is to be the same whenever it is made; "" = drawn at random.
+  std::string identity = {};
 };
 
 struct OpenOptions {
