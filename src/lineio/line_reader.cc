@@ -33,12 +33,18 @@ void LineReader::Start(os::Handle file, bool owned, std::int64_t at) {
   size_ = size ? size.value : 0;
 }
 
-bool LineReader::Open(const char* path) {
+bool LineReader::Open(const char* path) { return OpenPath(path, true); }
+
+bool LineReader::OpenIfThere(const char* path) { return OpenPath(path, false); }
+
+bool LineReader::OpenPath(const char* path, bool tells_missing) {
   if (path == nullptr || *path == '\0') return false;
   if (!block_) block_.reset(new char[kBlockSize]);
   const os::Result<os::Handle> file = os::OpenFile(path, ReadMode(os::Share::kReadWrite));
   if (!file) {
-    Report(kFailure, "CreateFile failed: %s, error %d", path, file.error);
+    if (tells_missing || file.error != os::kNotFound) {
+      Report(kFailure, "CreateFile failed: %s, error %d", path, file.error);
+    }
     return false;
   }
   Start(file.value, true, 0);

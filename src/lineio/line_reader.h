@@ -37,6 +37,8 @@ class LineReader {
   // %s, error %d" and the [Debug] LogFileIO lines); false when the file cannot be opened. Throws
   // std::bad_alloc.
   bool Open(const char* path);
+  // The same; that there is no such file gets no line.
+  bool OpenIfThere(const char* path);
   // Reads through a handle that stays the caller's, from its current position on. Throws
   // std::bad_alloc.
   void Attach(os::Handle file);
@@ -63,6 +65,7 @@ class LineReader {
   static constexpr std::size_t kBlockSize = 64 * 1024;
 
  private:
+  bool OpenPath(const char* path, bool tells_missing);
   void Start(os::Handle file, bool owned, std::int64_t at);
   void Close();
   bool ReadMore();

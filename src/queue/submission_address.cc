@@ -14,13 +14,16 @@ std::string Joined(std::string_view local_part, std::string_view domain) {
   return address.append(local_part).append(1, '@').append(domain);
 }
 
-// The members of "phrase: address, address;"; empty when the address is no group.
-std::string_view GroupMembers(const ParsedAddress& address) {
-  std::string_view text = address.address;
-  const std::size_t colon = address.phrase.size();
-  if (!text.ends_with(';') || colon == 0 || colon >= text.size() || text[colon] != ':') return {};
-  text.remove_suffix(1);
-  return text.substr(colon + 1);
+// The members of a normalised "phrase: address, address;"; empty when the address is no group. The
+// phrase may be quoted.
+std::string_view GroupMembers(std::string_view address) {
+  if (!address.ends_with(';')) return {};
+  bool quoted = false;
+  for (std::size_t at = 0; at < address.size(); ++at) {
+    quoted ^= address[at] == '"';
+    if (address[at] == ':' && !quoted) return address.substr(at + 1, address.size() - at - 2);
+  }
+  return {};
 }
 
 // True when the text names anybody. It may be changed.
@@ -31,7 +34,8 @@ bool TakeEach(std::string text, std::string_view home, bool may_be_group,
   bool any = false;
   while (list.Next(&address)) {
     any = true;
-    const std::string_view members = may_be_group ? GroupMembers(address) : std::string_view();
+    const std::string_view members =
+        may_be_group ? GroupMembers(address.address) : std::string_view();
     if (!members.empty()) {
       TakeEach(std::string(members), home, false, take);
     } else {

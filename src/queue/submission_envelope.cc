@@ -1,6 +1,7 @@
 #include "queue/submission_envelope.h"
 
 #include <cstring>
+#include <initializer_list>
 
 namespace qob {
 namespace {

@@ -1,8 +1,7 @@
 // The envelope as the queue takes it: its lists, records and private copies of all texts.
 #pragma once
 #include <cstdint>
-#include <deque>
-#include <initializer_list>
+#include <list>
 #include <memory>
 #include <string_view>
 
@@ -28,7 +27,7 @@ class SubmissionEnvelope {
     std::string_view fifth_text;
   };
 
-  SubmissionEnvelope() { envelope_.last = -1; }
+  SubmissionEnvelope() { envelope_.last = -1; }  // does not allocate
   SubmissionEnvelope(const SubmissionEnvelope&) = delete;
   SubmissionEnvelope& operator=(const SubmissionEnvelope&) = delete;
 
@@ -50,7 +49,7 @@ class SubmissionEnvelope {
   std::unique_ptr<char[]> sender_texts_;
   MQEnvFrom sender_{};
   MQEnvFromNode sender_node_{};
-  std::deque<RecipientEntry> recipients_;  // their places never change
+  std::list<RecipientEntry> recipients_;  // their places never change
 };
 
 }  // namespace qob

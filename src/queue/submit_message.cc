@@ -93,11 +93,6 @@ bool PutAll(MQContext* entry, const SubmissionEnvelope& envelope, const char* ch
   return PutMQEnvelope(entry, envelope.get()) != 0 && routed;
 }
 
-// A file that is not there is the caller's affair and gets no log line.
-bool OpenMessage(const char* path, LineReader* message) {
-  return path != nullptr && *path != '\0' && os::Exists(path) && message->Open(path);
-}
-
 SubmissionEnvelope::Sender SenderOf(const Submission& submission, std::string_view address) {
   return {address, submission.envelope_id,  submission.ret,
           0,       submission.sender_extra, TextOf(submission.channel)};
@@ -149,7 +144,7 @@ char* SubmitFile(const Submission& submission) {
   LineReader message;
   FieldsPresent present;
   FileWriter file;
-  if (!OpenMessage(submission.message_file, &message) || !LookForFields(&message, &present) ||
+  if (!message.OpenIfThere(submission.message_file) || !LookForFields(&message, &present) ||
       !entry.CreateFile(&file)) {
     return nullptr;
   }

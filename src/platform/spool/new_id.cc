@@ -56,13 +56,15 @@ class SearchInFile final : public IdSearch {
     const store::Status status = Find(RecordKey(id, kRecipientKind));
     return status == store::kNotFound ? FindMark(file_, id) : status;
   }
-  int Lock(std::string_view queue_path) override { return os::MakeEmptyFile(LockName(queue_path)); }
-  void Unlock(std::string_view queue_path) override { RemoveLockFile(LockName(queue_path)); }
+  int Lock(std::string_view queue_path) override {
+    lock_ = queue_path;
+    lock_ += kLockFile;
+    return os::MakeEmptyFile(lock_);
+  }
+  // Of the path that was locked last: letting go needs no memory.
+  void Unlock(std::string_view) override { RemoveLockFile(lock_); }
 
  private:
-  static std::string LockName(std::string_view queue_path) {
-    return std::string(queue_path) + kLockFile;
-  }
   store::Status Find(const std::string& key) {
     const store::KeyDescription& index = file_.description().keys[kKeyIndex];
     store::Entry entry;
@@ -72,6 +74,7 @@ class SearchInFile final : public IdSearch {
   }
 
   store::RecordFile& file_;
+  std::string lock_;
   MessageRecord record_;
 };
 
