@@ -22,6 +22,8 @@ TEST(QueueNames, AQueuePathEndsInEightUpperCaseDigits) {
 TEST(QueueNames, KeysOfAnIdAreItsDigitsAndTheKind) {
   EXPECT_EQ(RecordKey(0x1A2B3, kMessageKind), "0001A2B3F");
   EXPECT_EQ(RecordKey(0x1A2B3, kRecipientKind), "0001A2B3R");
+  EXPECT_EQ(StoredKey(0x1A2B3, kMessageKind), "0001a2b3f");
+  EXPECT_EQ(StoredKey(0xABCDEF01, kRecipientKind), "abcdef01r");
 }
 
 TEST(QueueNames, KeysOfAPathTakeWhatStandsBehindTheLastSeparator) {

@@ -43,7 +43,7 @@ Status InsertMessage(RecordFile& file, const EntryRecords& records, const NotedS
   fields.second_option = sender.fourth;
   fields.option_text = sender.fifth_text;
   spool::MessageRecord record;
-  spool::ComposeMessage(spool::RecordKey(records.id, spool::kMessageKind), "", os::Now(), &record);
+  spool::ComposeMessage(spool::StoredKey(records.id, spool::kMessageKind), "", os::Now(), &record);
   spool::SetSender(spool::DirectoryName(records.directory), fields, &record);
   store::Entry entry;
   return file.Insert(spool::Bytes(record), &entry);
@@ -66,7 +66,7 @@ Status InsertRecipient(RecordFile& file, const std::string& key, const NotedReci
 Status WriteAll(RecordFile& file, const EntryRecords& records, NoteReader* envelope,
                 const spool::QualifySettings& settings) {
   Status status = InsertMessage(file, records, envelope->sender(), settings);
-  const std::string key = spool::RecordKey(records.id, spool::kRecipientKind);
+  const std::string key = spool::StoredKey(records.id, spool::kRecipientKind);
   NotedRecipient recipient;
   while (status == store::kOk && envelope->Next(&recipient)) {
     status = InsertRecipient(file, key, recipient, settings);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "platform/os/ascii.h"
 #include "platform/os/path.h"
 
 namespace qob::spool {
@@ -49,6 +50,12 @@ std::string QueuePath(std::string_view directory, std::uint32_t id) {
 }
 
 std::string RecordKey(std::uint32_t id, char kind) { return UpperDigits(id) + kind; }
+
+std::string StoredKey(std::uint32_t id, char kind) {
+  std::string key = RecordKey(id, kind);
+  for (char& c : key) c = static_cast<char>(ascii::Lower(static_cast<unsigned char>(c)));
+  return key;
+}
 
 std::string RecordKeyOf(std::string_view queue_path, char kind) {
   std::string key(os::FileNamePart(queue_path).substr(0, kNameInKey));

@@ -16,6 +16,8 @@ inline constexpr char kRecipientKind = 'R';  // one recipient
 std::string QueuePath(std::string_view directory, std::uint32_t id);
 // "0001A2B3F"
 std::string RecordKey(std::uint32_t id, char kind);
+// "0001a2b3f": the same as the database keeps it.
+std::string StoredKey(std::uint32_t id, char kind);
 // What stands behind the last separator, cut to 14 characters, and the kind.
 std::string RecordKeyOf(std::string_view queue_path, char kind);
 // Eight hexadecimal digits of either case and nothing else.
