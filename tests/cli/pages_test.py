@@ -5,7 +5,7 @@ import subprocess
 
 from tool import PAGES, SOURCE, ToolTest, has_program, read
 
-COMMANDS = ["parse", "extract", "header", "build", "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
+COMMANDS = ["parse", "extract", "header", "build", "send", "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
             "config show", "config get", "config set", "config check",
             "queue list", "queue show", "queue stats", "queue shape", "queue recipients", "queue reasons", "queue watch",
             "queue retry", "queue hold", "queue release", "queue remove", "queue move", "queue lock", "queue unlock", "queue check"]

@@ -12,6 +12,7 @@ ExitCode RunParse(const Arguments& arguments);
 ExitCode RunExtract(const Arguments& arguments);
 ExitCode RunHeader(const Arguments& arguments);
 ExitCode RunBuild(const Arguments& arguments);
+ExitCode RunSend(const Arguments& arguments);
 ExitCode RunAddress(const Arguments& arguments);
 ExitCode RunDate(const Arguments& arguments);
 ExitCode RunWordEncode(const Arguments& arguments);

@@ -38,6 +38,7 @@ constexpr KeyRow kKeys[] = {
     {"Options", "BounceSender", "postmaster", 128, kText},
     {"Options", "BounceToPostmaster", "NO", 4, kSwitch, "", true},
     {"Options", "bounceToPostmaster", "NO", 8, kSwitch, "", true},
+    {"Submission", "Channel", "smtp", 64, kText},
     {"Debug", "LogFileIO", "FALSE", 10, kTrueFalse},
     {"Debug", "LogLocking", "NO", 256, kSwitch},
     {"Log", "Destination", "file", 32, kWord, "file stderr syslog"},

@@ -23,6 +23,7 @@ constexpr RunRow kRuns[] = {
     {"extract", RunExtract},
     {"header", RunHeader},
     {"build", RunBuild},
+    {"send", RunSend},
     {"address", RunAddress},
     {"date", RunDate},
     {"word encode", RunWordEncode},

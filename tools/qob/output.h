@@ -19,6 +19,11 @@ class Output {
   void Write(std::string_view text);
   void Line(std::string_view text);
   void Flush();
+  // Gives up what was not written.
+  void Discard() {
+    buffer_.clear();
+    error_ = 0;
+  }
   // For the way out of a failure: an error is kept for the next Flush.
   void FlushQuietly() noexcept;
 

@@ -38,6 +38,28 @@ constexpr OptionRow kPart = {
 constexpr OptionRow kMultipart = {"--multipart", "SUBTYPE",
                                   "mixed (when not given), alternative, related or another"};
 constexpr OptionRow kRaw = {"--raw", "", "leave line ends as they are"};
+constexpr OptionRow kMessage = {
+    "--message", "FILE", "the ready message (standard input when not given)", Offers::kFiles};
+constexpr OptionRow kReadRecipients = {"-t,--read-recipients", "",
+                                       "send to the addresses in the fields To, Cc and Bcc, too"};
+constexpr OptionRow kIgnoreDots = {"-i,--ignore-dots", "",
+                                   "a line with a single dot does not end standard input"};
+constexpr OptionRow kSender = {"-f,--sender", "ADDRESS",
+                               "the sender of the envelope, <> for none (--from, else you)"};
+constexpr OptionRow kFullName = {"-F,--full-name", "NAME",
+                                 "your name, where the message lacks a From field"};
+constexpr OptionRow kNotify = {"-N,--notify", "WHEN",
+                               "report: never, or some of success,failure,delay"};
+constexpr OptionRow kReturn = {"-R,--return", "WHAT",
+                               "a report brings the message back: full, or hdrs for its header",
+                               Offers::kWords, "full hdrs"};
+constexpr OptionRow kEnvelopeId = {"-V,--envid", "ID", "the envelope id that a report names"};
+constexpr OptionRow kOriginal = {
+    "--orcpt", "TYPE;ADDRESS",
+    "the original recipient; given several times, of the first, the second and so on"};
+constexpr OptionRow kChannel = {"--channel", "NAME",
+                                "the channel of the queue ([Submission] Channel, else smtp)"};
+constexpr OptionRow kReceipt = {"--receipt", "", "ask for a receipt in the header"};
 constexpr OptionRow kOutput = {"-o,--output", "FILE", "write there instead of to standard output",
                                Offers::kFiles};
 
@@ -54,6 +76,19 @@ constexpr ExampleRow kBuildExamples[] = {
     {"qob build --multipart related --body page.html --type text/html "
      "--part id=logo,file=logo.png -o page.eml",
      "a page that shows its picture as cid:logo"},
+};
+
+constexpr OperandRow kRecipients[] = {{"RECIPIENT", 0, -1, Offers::kNothing}};
+constexpr OptionRow kSendOptions[] = {
+    kReadRecipients, kIgnoreDots,         kSender,   kFullName, kNotify,
+    kReturn,         kEnvelopeId,         kOriginal, kChannel,  kReceipt,
+    kMessage,        QOB_MESSAGE_OPTIONS, kJson,     kVerbose,  kHelp};
+constexpr ExampleRow kSendExamples[] = {
+    {"qob send --to bob@example.net -s Report -a report.pdf --text 'Here it is.'",
+     "make a message and send it"},
+    {"qob send -f ann@example.org bob@example.net < message.eml", "send one that is ready"},
+    {"qob send -t -i < message.eml", "to the addresses in its header"},
+    {"ln -s /usr/bin/qob /usr/sbin/sendmail", "for programs that call sendmail"},
 };
 
 constexpr CommandRow kCommands[] = {
@@ -76,6 +111,28 @@ constexpr CommandRow kCommands[] = {
      kBuildOptions,
      {},
      kBuildExamples},
+    {"send", "put a message into the queue",
+     "Puts a message into the queue of the site and prints its id. From that moment on it is there "
+     "exactly once, on stable storage, and the exit code is 0; with any other code nothing of it "
+     "is in the queue.\n\n"
+     "A ready message comes from standard input or --message; with any option of 'qob build' a new "
+     "one is made. It goes to the RECIPIENTs, to --to, --cc and --bcc, and with -t to the "
+     "addresses "
+     "in its fields To, Cc and Bcc (of the Resent- fields alone, where there are some). Bcc fields "
+     "are taken out. A message without From gets one, and one without a header an empty line "
+     "before "
+     "its text. Each bare line feed becomes CR LF. --raw leaves all of that alone; with -t Bcc "
+     "goes "
+     "even so. Date, Message-ID and Received are added by the queue.\n\n"
+     "Called by the name sendmail, or as 'qob send', it takes the options that programs give to "
+     "sendmail: -t -i -f -F -r -N -R -V -v -bm -bp -B -o... -O..., and passes over others that "
+     "only "
+     "steer a server. By that name it prints nothing. An address that begins with a dash is "
+     "refused, also behind --.\n\n"
+     "Exit codes: 64 a wrong option, or no recipient; 65 what is no address, no text in its "
+     "character set, or a header without recipients; 66 a file is missing; 75 the message was not "
+     "queued: try again; 77 the right to write in the queue is missing; 78 the site has no queue.",
+     kSendOptions, kRecipients, kSendExamples},
 };
 
 }  // namespace

@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header build address date word binhex uudecode config jis queue' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode config jis queue' -- "$word"))
     return
   fi
   case "$command" in
@@ -97,6 +97,38 @@ _qob() {
       esac
       if [[ $word == -* ]]; then
         COMPREPLY=($(compgen -W '--from --to --cc --bcc -s --subject --header --body --text --no-body --type --charset --text-charset --encoding -a --attach --part --multipart --raw -o --output --force -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'send')
+      case "$before" in
+        -f|--sender) COMPREPLY=(); return ;;
+        -F|--full-name) COMPREPLY=(); return ;;
+        -N|--notify) COMPREPLY=(); return ;;
+        -R|--return) COMPREPLY=($(compgen -W 'full hdrs' -- "$word")); return ;;
+        -V|--envid) COMPREPLY=(); return ;;
+        --orcpt) COMPREPLY=(); return ;;
+        --channel) COMPREPLY=(); return ;;
+        --message) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        --from) COMPREPLY=(); return ;;
+        --to) COMPREPLY=(); return ;;
+        --cc) COMPREPLY=(); return ;;
+        --bcc) COMPREPLY=(); return ;;
+        -s|--subject) COMPREPLY=(); return ;;
+        --header) COMPREPLY=(); return ;;
+        --body) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        --text) COMPREPLY=(); return ;;
+        --type) COMPREPLY=(); return ;;
+        --charset) COMPREPLY=(); return ;;
+        --text-charset) COMPREPLY=(); return ;;
+        --encoding) COMPREPLY=(); return ;;
+        -a|--attach) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        --part) COMPREPLY=(); return ;;
+        --multipart) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-t --read-recipients -i --ignore-dots -f --sender -F --full-name -N --notify -R --return -V --envid --orcpt --channel --receipt --message --from --to --cc --bcc -s --subject --header --body --text --no-body --type --charset --text-charset --encoding -a --attach --part --multipart --raw --json -v --verbose -h --help' -- "$word"))
       else
         COMPREPLY=()
       fi

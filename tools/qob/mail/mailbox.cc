@@ -1,6 +1,7 @@
 #include "mailbox.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "../failure.h"
 #include "values.h"
@@ -77,6 +78,7 @@ class Walk {
     quoted_ = c == '"';
     return !quoted_;
   }
+  bool InComment() const { return comment_ > 0; }
   bool Ended() const { return !quoted_ && comment_ == 0 && !escaped_; }
 
  private:
@@ -100,25 +102,81 @@ std::string Unquoted(std::string_view text) {
   return name;
 }
 
-struct Found {
-  std::size_t open = std::string_view::npos;     // "<"
-  std::size_t close = std::string_view::npos;    // ">"
-  std::size_t comment = std::string_view::npos;  // "("
+// A text with its comments taken out, and the inner text of the last one.
+struct Parted {
+  std::string text;
+  std::string comment;
   bool ended = false;
 };
 
-Found FindSigns(std::string_view text) {
-  Found found;
+Parted WithoutComments(std::string_view text) {
+  Parted parted;
+  Walk walk;
+  bool inside = false;
+  for (const char c : text) {
+    walk.Outside(c);
+    const bool was_inside = std::exchange(inside, walk.InComment());
+    if (!inside && !was_inside) parted.text += c;
+    if (inside && !was_inside) parted.comment.clear();
+    if (inside && was_inside) parted.comment += c;
+  }
+  parted.ended = walk.Ended();
+  return parted;
+}
+
+// The signs around an address, outside of quotes.
+struct Brackets {
+  std::size_t open = std::string_view::npos;
+  std::size_t close = std::string_view::npos;
+};
+
+Brackets FindBrackets(std::string_view text) {
+  Brackets brackets;
   Walk walk;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool opens_comment = text[i] == '(' && walk.Ended();
-    if (opens_comment && found.comment == std::string_view::npos) found.comment = i;
     if (!walk.Outside(text[i])) continue;
-    if (text[i] == '<' && found.open == std::string_view::npos) found.open = i;
-    if (text[i] == '>') found.close = i;
+    if (text[i] == '<' && brackets.open == std::string_view::npos) brackets.open = i;
+    if (text[i] == '>') brackets.close = i;
   }
-  found.ended = walk.Ended();
-  return found;
+  return brackets;
+}
+
+Mailbox Parse(const std::string& what, std::string_view text) {
+  const Parted parted = WithoutComments(text);
+  if (!parted.ended) throw NotAnAddress(what, text, "a quote or a bracket is not closed");
+  const std::string_view rest = Trimmed(parted.text);
+  const Brackets brackets = FindBrackets(rest);
+  Mailbox mailbox;
+  if (brackets.open == std::string_view::npos) {
+    mailbox.address = rest;
+    mailbox.name = Unquoted(Trimmed(parted.comment));
+  } else if (brackets.close == rest.size() - 1) {
+    mailbox.name = Unquoted(Trimmed(rest.substr(0, brackets.open)));
+    mailbox.address = Trimmed(rest.substr(brackets.open + 1, brackets.close - brackets.open - 1));
+  } else {
+    throw NotAnAddress(what, text, "give one like Ann Example <ann@example.org>");
+  }
+  RequireAddress(what, mailbox.address);
+  return mailbox;
+}
+
+// Calls visit for each item of a list; a group's name and its end are left out.
+template <typename Visit>
+void ForEachItem(std::string_view text, Visit visit) {
+  Walk walk;
+  std::size_t start = 0;
+  bool in_brackets = false;
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    const bool outside = i == text.size() || walk.Outside(text[i]);
+    const char c = i < text.size() && outside ? text[i] : '\0';
+    if (c == '<' || c == '[') in_brackets = true;
+    if (c == '>' || c == ']') in_brackets = false;
+    if (c == ':' && !in_brackets) start = i + 1;
+    if (i < text.size() && c != ',' && c != ';') continue;
+    const std::string_view item = Trimmed(text.substr(start, i - start));
+    if (!item.empty()) visit(item);
+    start = i + 1;
+  }
 }
 
 }  // namespace
@@ -135,39 +193,18 @@ void RequireAddress(const std::string& what, std::string_view address) {
     throw NotAnAddress(what, address, "give one like ann@example.org");
 }
 
-Mailbox ParseMailbox(const std::string& what, std::string_view text) {
-  RequireText(what, text);
-  text = Trimmed(text);
-  const Found found = FindSigns(text);
-  Mailbox mailbox;
-  if (!found.ended) throw NotAnAddress(what, text, "a quote or a bracket is not closed");
-  if (found.open != std::string_view::npos) {
-    if (found.close != text.size() - 1)
-      throw NotAnAddress(what, text, "give one like Ann Example <ann@example.org>");
-    mailbox.name = Unquoted(Trimmed(text.substr(0, found.open)));
-    mailbox.address = Trimmed(text.substr(found.open + 1, found.close - found.open - 1));
-  } else if (found.comment != std::string_view::npos && text.back() == ')') {
-    mailbox.address = Trimmed(text.substr(0, found.comment));
-    mailbox.name = Unquoted(text.substr(found.comment + 1, text.size() - found.comment - 2));
-  } else {
-    mailbox.address = text;
-  }
-  RequireAddress(what, mailbox.address);
-  return mailbox;
-}
-
 std::vector<Mailbox> ParseMailboxes(const std::string& what, std::string_view text) {
   RequireText(what, text);
   std::vector<Mailbox> mailboxes;
-  Walk walk;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= text.size(); ++i) {
-    if (i < text.size() && !(walk.Outside(text[i]) && text[i] == ',')) continue;
-    const std::string_view item = Trimmed(text.substr(start, i - start));
-    if (!item.empty()) mailboxes.push_back(ParseMailbox(what, item));
-    start = i + 1;
-  }
+  ForEachItem(text, [&](std::string_view item) { mailboxes.push_back(Parse(what, item)); });
   return mailboxes;
+}
+
+std::vector<std::string> AddressesOfField(const std::string& what, std::string_view value) {
+  std::vector<std::string> addresses;
+  ForEachItem(value,
+              [&](std::string_view item) { addresses.push_back(Parse(what, item).address); });
+  return addresses;
 }
 
 std::string HeaderForm(const Mailbox& mailbox, const WordCharset& charset) {

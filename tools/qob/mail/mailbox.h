@@ -15,10 +15,13 @@ struct Mailbox {
   std::string address;  // local@domain, or a local part alone
 };
 
-// One mailbox. Throws Failure(kData); `what` stands in front of its line.
-Mailbox ParseMailbox(const std::string& what, std::string_view text);
-// Mailboxes divided by commas; empty items are passed over.
+// Mailboxes divided by commas; empty items are passed over. Of a group its members are taken.
+// Throws Failure(kData); `what` stands in front of its line.
 std::vector<Mailbox> ParseMailboxes(const std::string& what, std::string_view text);
+
+// The addresses of a header field that stands in a message already, unfolded; names may be in any
+// character set.
+std::vector<std::string> AddressesOfField(const std::string& what, std::string_view value);
 
 // An address alone: a local part, or one with a domain or an address literal. No quotes around or
 // brackets. Throws Failure(kData).
