@@ -9,6 +9,7 @@
 #include "frame/report.h"
 #include "platform/os/file.h"
 #include "platform/os/path.h"
+#include "platform/spool/message_record.h"
 
 namespace qob::notify {
 namespace {
@@ -34,7 +35,10 @@ Kind BinaryKind(std::string_view name) {
   const std::string extension = Extension(name);
   MagicRecordBuffer found{};
   if (!extension.empty() && GetMagicFromExtension(extension.c_str(), &found.record) == 0) {
-    const Kind kind = {found.record.contentType, found.record.contentSubtype, found.record.textA};
+    // A field that fills its place has no end of its own.
+    const Kind kind = {std::string(spool::FieldText(found.record.contentType)),
+                       std::string(spool::FieldText(found.record.contentSubtype)),
+                       std::string(spool::FieldText(found.record.textA))};
     if (!kind.type.empty() && !kind.subtype.empty() && !kind.encoding.empty()) return kind;
   }
   return {"application", "x-unknown", "base64"};
