@@ -34,8 +34,9 @@ install(FILES ${units} DESTINATION lib/systemd/system COMPONENT tools)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME qob3xapi)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core library of a mail transfer agent")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "the qob3xapi developers <postmaster@localhost>")
+set(CPACK_PACKAGE_CONTACT "the qob3xapi developers <developers@qob3xapi.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -50,25 +51,24 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "core library of a mail transfer agent
- Line I/O, message headers and addresses, MIME parsing and building, the
- message queue with envelopes, locks and scanning, bounces and delivery
- status notifications: what the cooperating processes of a mail system share.")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Line I/O, message headers and addresses, MIME parsing and building, the
+message queue with envelopes, locks and scanning, bounces and delivery
+status notifications: what the cooperating processes of a mail system share.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${debian}/symbols ${debian}/shlibs ${debian}/triggers)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "core library of a mail transfer agent, development files
- Headers, pkg-config file and CMake package for programs that use the library.")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Development files.
+Headers, pkg-config file and CMake package for programs that use the library.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION mail)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "core library of a mail transfer agent, command line
- The program qob reads, builds, sends and repairs mail and looks after the
- queue; a unit clears the locks of the queue at boot and checks it.")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Command line.
+The program qob reads, builds, sends and repairs mail and looks after the
+queue; a unit clears the locks of the queue at boot and checks it.")
 include(CPack)
 
 # The reference of the public headers; a warning fails it.

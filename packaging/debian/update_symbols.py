@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the symbols file of the library package from the version scripts.
 
-  update-symbols [--check]     --check: says whether the file is as it would be written
+  update_symbols.py [--check]     --check: says whether the file is as it would be written
 
 Every public name stands by itself with the release it came with, which is kept from the file as it was; the private node of
 the platform library promises nothing and stands as a whole.
