@@ -61,7 +61,7 @@ Status Connection::Note(int rc, bool write) {
 
 ReadAhead* Connection::Ahead() {
   if (sqlite3_txn_state(db_, "main") != SQLITE_TXN_NONE) return nullptr;
-  if (!ahead_.has_log_index()) {
+  if (ahead_.log_index() == nullptr) {
     constexpr int kRegionBytes = 32768;
     sqlite3_file* file = nullptr;
     void volatile* begin = nullptr;
@@ -71,7 +71,7 @@ ReadAhead* Connection::Ahead() {
     const int rc = file->pMethods->xShmMap(file, 0, kRegionBytes, 0, &begin);
     if (rc == SQLITE_OK && begin != nullptr) ahead_.SetLogIndex(const_cast<void*>(begin));
   }
-  return ahead_.has_log_index() ? &ahead_ : nullptr;
+  return ahead_.log_index() != nullptr ? &ahead_ : nullptr;
 }
 
 // ---- the gate and the log

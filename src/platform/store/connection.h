@@ -12,6 +12,7 @@
 
 #include "platform/os/gate.h"
 #include "platform/store/description.h"
+#include "platform/store/image.h"
 #include "platform/store/read_ahead.h"
 #include "platform/store/record_file.h"
 #include "platform/store/turns.h"
@@ -75,6 +76,7 @@ class Connection {
   std::string* squeezed() { return &squeezed_; }
   // Null where entries may not come from what was read ahead.
   ReadAhead* Ahead();
+  ImageKeeper& images() { return images_; }
 
   Status Begin();
   Status Commit();
@@ -136,6 +138,7 @@ class Connection {
   std::vector<sqlite3_stmt*> statements_;
   std::string squeezed_;
   ReadAhead ahead_;
+  ImageKeeper images_;
 
   Turns turns_;
   Patience patience_{0};

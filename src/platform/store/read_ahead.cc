@@ -1,19 +1,10 @@
 #include "platform/store/read_ahead.h"
 
 #include <algorithm>
-#include <atomic>
 
 namespace qob::store {
 
-ReadAhead::Header ReadAhead::ReadHeader() const {
-  Header header;
-  for (std::size_t i = 0; i < kHeaderWords; ++i) {
-    header[i] = std::atomic_ref<std::uint32_t>(header_[i]).load(std::memory_order_acquire);
-  }
-  return header;
-}
-
-bool ReadAhead::IsUnchanged() const { return header_ != nullptr && ReadHeader() == seen_; }
+bool ReadAhead::IsUnchanged() const { return header_ != nullptr && ReadLogHeader(header_) == seen_; }
 
 bool ReadAhead::StandsAt(int index, std::string_view key, std::int64_t number) const {
   return number_ != 0 && index == index_ && number == number_ && key == key_;
@@ -42,7 +33,7 @@ int ReadAhead::Plan(int index, std::string_view key, std::int64_t number) {
   planned_ = goes_on && header_ != nullptr ? std::min(planned_ * 2, kMostRows) : 1;
   index_ = index;
   number_ = 0;
-  if (planned_ > 1) seen_ = ReadHeader();
+  if (planned_ > 1) seen_ = ReadLogHeader(header_);
   return static_cast<int>(planned_);
 }
 

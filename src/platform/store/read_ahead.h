@@ -2,22 +2,15 @@
 // Entries are read a few at a time all the same, and handed out as long as nobody has changed the
 // file since.
 //
-// Whether somebody has is seen without a lock: every commit, of whatever process, ends by writing
-// the header of the log's index, which lies in memory that all share. It is noted before the
-// entries are read; while it is still the same, what they say is what the file says. Only for reads
-// outside of transactions: one that stands may be older than the header.
-//
-// header: offset size
-//   0  48  format, counter of changes, pages of log and file, checksums of the log and of the
-//   header
-//  48  48  the same again, written first
+// Whether somebody has is seen in the log's header.
 #pragma once
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/store/log_header.h"
 
 namespace qob::store {
 
@@ -32,7 +25,8 @@ class ReadAhead {
 
   // Where the log's index begins, null while nobody knows: then nothing is read ahead.
   void SetLogIndex(void* begin) { header_ = static_cast<std::uint32_t*>(begin); }
-  bool has_log_index() const { return header_ != nullptr; }
+  // Null while nobody knows.
+  std::uint32_t* log_index() const { return header_; }
 
   // The entry behind that place, if it was read ahead and is still true.
   const Row* Take(int index, std::string_view key, std::int64_t number);
@@ -46,16 +40,13 @@ class ReadAhead {
  private:
   static constexpr std::size_t kMostRows = 32;
   static constexpr std::size_t kMostBytes = 64 * 1024;
-  static constexpr std::size_t kHeaderWords = 24;
-  using Header = std::array<std::uint32_t, kHeaderWords>;
 
   bool StandsAt(int index, std::string_view key, std::int64_t number) const;
   bool IsUnchanged() const;
-  Header ReadHeader() const;
   void MoveTo(std::string_view key, std::int64_t number);
 
   std::uint32_t* header_ = nullptr;
-  Header seen_{};
+  LogHeader seen_{};
   // The place that the last entry handed out left the walk at.
   int index_ = -1;
   std::string key_;

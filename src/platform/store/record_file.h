@@ -21,6 +21,7 @@
 #include <string_view>
 
 #include "platform/store/description.h"
+#include "platform/store/image.h"
 #include "platform/store/status.h"
 
 namespace qob::store {
@@ -32,8 +33,6 @@ enum class Durability {
 
 struct CreateOptions {
   std::string group;  // members may read the file; "" = the owner alone
-  // 16 bytes, for a file that is to be the same whenever it is made; "" = drawn at random.
-  std::string identity = {};
   // 16 bytes, for a file that is to be the same whenever it is made; "" = drawn at random.
   std::string identity = {};
 };
@@ -104,6 +103,9 @@ class RecordFile {
   virtual Status Delete(const Entry& entry) = 0;
 
   virtual Status Count(std::int64_t* records) = 0;
+  // The file's image, for one who looks up in the first index and is ready to do without: null for
+  // a large file, before enough look-ups to make it worth while, and when anything is wrong.
+  virtual std::shared_ptr<const Image> CurrentImage() = 0;
   // Every record in the order of insertion, all as of one moment; visit returns false to stop.
   // What is given is good for that visit only. A damaged record is given with ok = false and no
   // bytes; its entry in index 0 and what stands on disk in its place are given even so.

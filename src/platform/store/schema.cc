@@ -94,6 +94,10 @@ std::string ReadSql(int index) {
   return "SELECT " + Columns(index) + " FROM records WHERE number=?2";
 }
 
+std::string EveryInOrderSql() {
+  return "SELECT " + Columns(0) + From(0) + " ORDER BY " + Column(0) + ",number";
+}
+
 std::string InsertSql(const FileDescription& description) {
   return "INSERT INTO records(number,version,body" + PerKey(description, ",", "", 0) +
          ") VALUES(?1,1,?2" +

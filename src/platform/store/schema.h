@@ -31,6 +31,8 @@ inline constexpr char kFileTable[] =
 std::string FindSql(int index, int seek);
 std::string NextSql(int index);
 std::string ReadSql(int index);
+// All records in the order of the first index.
+std::string EveryInOrderSql();
 // ?1 number, ?2 body, ?3... keys.
 std::string InsertSql(const FileDescription& description);
 // ?1 number, ?2 version, ?3 body, ?4... keys; the first of them only when the keys stand as they

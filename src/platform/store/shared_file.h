@@ -30,6 +30,7 @@ class SharedFile final : public RecordFile {
   Status Update(Entry* entry, std::span<const std::byte> record) override;
   Status Delete(const Entry& entry) override;
   Status Count(std::int64_t* records) override;
+  std::shared_ptr<const Image> CurrentImage() override;
   Status Snapshot(const std::function<bool(const Seen&)>& visit) override;
 
   Status AddMark(std::string_view name, std::uint32_t id) override;

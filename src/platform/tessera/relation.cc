@@ -113,6 +113,7 @@ Status Relation::Begin(std::int32_t index) {
     if (index != kOnlyIndex) return store::kNoSuchIndex;
     in_pass_ = true;
     has_place_ = false;
+    place_row_ = Found::kNoRow;
     return store::kOk;
   });
 }
@@ -120,73 +121,127 @@ Status Relation::Begin(std::int32_t index) {
 Status Relation::End() {
   return Do([&] {
     in_pass_ = has_place_ = false;
+    place_row_ = Found::kNoRow;
     return store::kOk;
   });
 }
 
-void Relation::StandOn(Entry&& entry) {
-  place_key_ = std::move(entry.key);
-  place_number_ = entry.number;
-  has_place_ = true;
+// ---- look-ups
+
+const store::Image* Relation::CurrentImage() {
+  if (image_ != nullptr && image_->IsCurrent()) return image_.get();
+  KeepPlace();
+  image_ = file().CurrentImage();
+  return image_.get();
 }
 
-// What a look-up found becomes the current record; the buffer changes only now.
-Status Relation::Load(Status found, const Entry& entry) {
-  if (found != store::kOk) return found;
-  std::memcpy(buffer_.data(), loaded_.data(), loaded_.size());
+// The image goes; the place stays.
+void Relation::KeepPlace() {
+  if (place_row_ == Found::kNoRow) return;
+  place_key_.assign(image_->key(place_row_));
+  place_number_ = image_->number(place_row_);
+  place_row_ = Found::kNoRow;
+}
+
+Relation::Found Relation::FindKey(std::string_view key) {
+  Found found;
+  if (const store::Image* image = CurrentImage()) {
+    found.row = image->At(key, 0);  // numbers begin at 1
+    const bool matches = found.row < image->size() && image->key(found.row) == key;
+    found.status = matches ? store::kOk : store::kNotFound;
+  } else {
+    found.status = file().Find(kOnlyIndex, store::Seek::kEqual, key, &found.entry, loaded_);
+  }
+  return found;
+}
+
+Relation::Found Relation::FindFirst() {
+  Found found;
+  if (const store::Image* image = CurrentImage()) {
+    found.row = 0;
+    found.status = image->size() > 0 ? store::kOk : store::kEndOfFile;
+  } else {
+    found.status = file().Find(kOnlyIndex, store::Seek::kFirst, {}, &found.entry, loaded_);
+  }
+  return found;
+}
+
+Relation::Found Relation::FindNext() {
+  Found found;
+  if (const store::Image* image = CurrentImage()) {
+    found.row = place_row_ != Found::kNoRow ? place_row_ + 1
+                                            : image->At(place_key_, place_number_ + 1);
+    found.status = found.row < image->size() ? store::kOk : store::kEndOfFile;
+  } else {
+    found.status =
+        file().Next(kOnlyIndex, place_key_, place_number_, &found.entry, loaded_);
+  }
+  return found;
+}
+
+// What was found becomes the current record; the buffer changes only now.
+Status Relation::Load(const Found& found) {
+  if (found.status == store::kEndOfFile) return kNoRecordBehind;
+  if (found.status != store::kOk) return found.status;
+  const bool in_image = found.row != Found::kNoRow;
+  const std::byte* const record = in_image ? image_->record(found.row).data() : loaded_.data();
+  std::memcpy(buffer_.data(), record, buffer_.size());
   has_current_ = true;
-  current_number_ = entry.number;
-  current_version_ = entry.version;
+  current_number_ = in_image ? image_->number(found.row) : found.entry.number;
+  current_version_ = in_image ? image_->version(found.row) : found.entry.version;
   return store::kOk;
+}
+
+void Relation::StandOn(Found&& found) {
+  has_place_ = true;
+  place_row_ = found.row;
+  if (found.row != Found::kNoRow) return;
+  place_key_ = std::move(found.entry.key);
+  place_number_ = found.entry.number;
 }
 
 Status Relation::First() {
   return Do([&] {
     if (!in_pass_) return store::kNoPosition;
-    Entry entry;
-    const Status found = file().Find(kOnlyIndex, store::Seek::kFirst, {}, &entry, loaded_);
-    if (found == store::kEndOfFile) return kNoRecordBehind;
-    if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
-    return found;
+    Found found = FindFirst();
+    const Status status = Load(found);
+    if (status == store::kOk) StandOn(std::move(found));
+    return status;
   });
 }
 
 Status Relation::Next() {
   return Do([&] {
     if (!in_pass_ || !has_place_) return kPlaceIsLost;
-    Entry entry;
-    const Status found =
-        file().Next(kOnlyIndex, place_key_, place_number_, &entry, loaded_);
-    if (found == store::kEndOfFile) return kNoRecordBehind;
-    if (Load(found, entry) == store::kOk) StandOn(std::move(entry));
-    return found;
+    Found found = FindNext();
+    const Status status = Load(found);
+    if (status == store::kOk) StandOn(std::move(found));
+    return status;
   });
 }
 
 // The record sought is not the one that was current: there is none until another is loaded.
-Status Relation::Seek(Entry* entry) {
+Status Relation::Seek(Found* found) {
   const store::KeyDescription& key = file().description().keys[kOnlyIndex];
-  const Status found =
-      file().Find(kOnlyIndex, store::Seek::kEqual, store::IndexKeyOf(key, buffer_), entry,
-                           loaded_);
-  if (found == store::kNotFound) has_current_ = false;
-  return Load(found, *entry);
+  *found = FindKey(store::IndexKeyOf(key, buffer_));
+  if (found->status == store::kNotFound) has_current_ = false;
+  return Load(*found);
 }
 
 Status Relation::Get(std::int32_t index) {
   return Do([&] {
-    Entry entry;
-    return index == kOnlyIndex ? Seek(&entry) : store::kNoSuchIndex;
+    Found found;
+    return index == kOnlyIndex ? Seek(&found) : store::kNoSuchIndex;
   });
 }
 
 Status Relation::Find() {
   return Do([&] {
     if (!in_pass_) return store::kNoPosition;
-    Entry entry;
-    const Status found = Seek(&entry);
-    if (found == store::kOk) StandOn(std::move(entry));
-    return found;
+    Found found;
+    const Status status = Seek(&found);
+    if (status == store::kOk) StandOn(std::move(found));
+    return status;
   });
 }
 

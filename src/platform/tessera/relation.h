@@ -39,9 +39,22 @@ class Relation {
  private:
   template <class Work>
   store::Status Do(Work&& work);
-  store::Status Load(store::Status found, const store::Entry& entry);
-  store::Status Seek(store::Entry* entry);
-  void StandOn(store::Entry&& entry);
+  // What was found: a row of the image, or an entry whose record stands in loaded_.
+  struct Found {
+    static constexpr std::size_t kNoRow = static_cast<std::size_t>(-1);
+    store::Status status = store::kOk;
+    std::size_t row = kNoRow;
+    store::Entry entry = {};
+  };
+  // The file's image as it is now; null where there is none.
+  const store::Image* CurrentImage();
+  Found FindKey(std::string_view key);
+  Found FindFirst();
+  Found FindNext();
+  store::Status Load(const Found& found);
+  store::Status Seek(Found* found);
+  void StandOn(Found&& found);
+  void KeepPlace();
   store::Status TakeLock(bool shared, std::uint32_t timeout_ms);
   void GiveUpLock();
   store::RecordFile& file() { return relation_->file(); }
@@ -58,8 +71,11 @@ class Relation {
 
   bool in_pass_ = false;
   bool has_place_ = false;
+  // The place is this row of the image; once that is no longer the file, key and number.
+  std::size_t place_row_ = Found::kNoRow;
   std::string place_key_;
   std::int64_t place_number_ = 0;
+  std::shared_ptr<const store::Image> image_;
 
   bool has_lock_ = false;
   bool shares_lock_ = false;

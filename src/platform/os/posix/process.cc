@@ -3,10 +3,13 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace qob::os {
@@ -14,6 +17,29 @@ namespace {
 
 std::atomic<ClockFunction> g_clock{nullptr};
 std::atomic<bool> g_zone_known{false};
+
+std::atomic<std::atomic<std::uint32_t>*> g_emptied{nullptr};
+
+// Null where the system cannot. It stays for as long as the process does.
+std::atomic<std::uint32_t>* MapEmptied() {
+  const auto bytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const page =
+      mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (page == MAP_FAILED) return nullptr;
+  auto* made = new (page) std::atomic<std::uint32_t>(0);
+  std::atomic<std::uint32_t>* present = nullptr;
+  if (madvise(page, bytes, MADV_WIPEONFORK) == 0 &&
+      g_emptied.compare_exchange_strong(present, made, std::memory_order_acq_rel)) {
+    return made;
+  }
+  munmap(page, bytes);
+  return present;
+}
+
+std::atomic<std::uint32_t>* EmptiedInAChild() {
+  std::atomic<std::uint32_t>* const present = g_emptied.load(std::memory_order_acquire);
+  return present != nullptr ? present : MapEmptied();
+}
 
 }  // namespace
 
@@ -84,7 +110,18 @@ std::string HostName() {
 }
 
 std::uint32_t ThreadId() { return static_cast<std::uint32_t>(gettid()); }
-std::uint32_t ProcessId() { return static_cast<std::uint32_t>(getpid()); }
+// Asked by every call of the record engine, for what is open does not outlive a fork. The number is
+// kept in memory that the system empties in a child, whatever way it is made.
+std::uint32_t ProcessId() {
+  std::atomic<std::uint32_t>* const kept = EmptiedInAChild();
+  if (kept == nullptr) return static_cast<std::uint32_t>(getpid());
+  std::uint32_t id = kept->load(std::memory_order_relaxed);
+  if (id == 0) {
+    id = static_cast<std::uint32_t>(getpid());
+    kept->store(id, std::memory_order_relaxed);
+  }
+  return id;
+}
 
 void SleepMs(int milliseconds) {
   timespec rest{milliseconds / 1000, (milliseconds % 1000) * 1000000L};
