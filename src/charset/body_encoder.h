@@ -1,6 +1,7 @@
 // Bodies as mail carries them: base64 and quoted-printable (RFC 2045, sections 6.7 and 6.8), file
 // to file.
 #pragma once
+#include "charset/quoted_printable_encoder.h"
 #include "lineio/file_writer.h"
 #include "lineio/line_reader.h"
 
@@ -12,10 +13,6 @@ namespace qob {
 // it is nothing: a file of whole lines ends in an empty one.
 bool WriteBase64(LineReader& in, FileWriter& out);
 
-enum class QuotedForm {
-  kText,    // line ends stay as they are; blanks and tabs too
-  kBinary,  // every byte below 33 is encoded, line ends too
-};
 // Output lines of at most 76 characters. A "." at the start of one is encoded, in the text form
 // also the F of "From ". Nothing is added at the end.
 bool WriteQuotedPrintable(LineReader& in, QuotedForm form, FileWriter& out);

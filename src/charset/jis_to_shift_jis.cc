@@ -3,9 +3,9 @@
 #include "charset/jis_to_shift_jis.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
+#include "charset/byte_run.h"
 #include "charset/shift_jis.h"
 
 namespace qob {
@@ -16,14 +16,20 @@ constexpr std::size_t kBlock = LineReader::kBlockSize / 2;
 // An escape sequence and the pair behind it.
 constexpr std::size_t kLookAhead = 5;
 
-constexpr std::array<bool, 256> MakeStops(bool dollar) {
-  std::array<bool, 256> stops{};
-  stops[kEscape] = stops['\r'] = true;
-  stops['$'] = dollar;
-  return stops;
-}
-constexpr std::array<bool, 256> kStops = MakeStops(false);
-constexpr std::array<bool, 256> kStopsInRepair = MakeStops(true);
+constexpr std::size_t kAtOnce = 16 * 1024;
+
+// Single-byte text: up to an escape, a CR and, with the repair, a dollar sign.
+struct PlainText {
+  const Octet dollar;  // a CR once more without the repair
+
+  bool Ends(Octet c) const { return c == kEscape || c == '\r' || c == dollar; }
+#if defined(__SSE2__)
+  RunBlock Ends(RunBlock block) const {
+    return Either(Equal(block, kEscape),
+                  Either(Equal(block, '\r'), Equal(block, static_cast<char>(dollar))));
+  }
+#endif
+};
 
 // Bytes of the text that are left, through the reader's window.
 class Source {
@@ -33,6 +39,7 @@ class Source {
   // At least `wanted` bytes in view, fewer only at the end.
   bool See(std::size_t wanted) {
     if (view_.size() >= wanted) return true;
+    GiveBack();
     ok_ = in_.Fill(kBlock);
     view_ = in_.window();
     if (static_cast<std::int64_t>(view_.size()) > left_) {
@@ -44,17 +51,22 @@ class Source {
   Octet At(std::size_t at) const { return static_cast<Octet>(view_[at]); }
   bool Has(std::size_t at) const { return at < view_.size(); }
   void Take(std::size_t count) {
-    in_.Consume(count);
     view_.remove_prefix(count);
+    taken_ += count;
     left_ -= static_cast<std::int64_t>(count);
   }
+  const Octet* data() const { return reinterpret_cast<const Octet*>(view_.data()); }
 
   struct Place {
     std::int64_t position;
     std::int64_t left;
   };
-  Place Here() const { return {in_.position(), left_}; }
+  Place Here() {
+    GiveBack();
+    return {in_.position(), left_};
+  }
   bool Return(const Place& place) {
+    taken_ = 0;
     left_ = place.left;
     view_ = {};
     ok_ = in_.Seek(place.position);
@@ -63,9 +75,16 @@ class Source {
   bool ok() const { return ok_; }
 
  private:
+  // The reader learns now and then what was taken.
+  void GiveBack() {
+    in_.Consume(taken_);
+    taken_ = 0;
+  }
+
   LineReader& in_;
   std::int64_t left_;
   std::string_view view_;
+  std::size_t taken_ = 0;  // in front of the view
   bool ok_ = true;
 };
 
@@ -73,7 +92,7 @@ class Decoder {
  public:
   Decoder(LineReader& in, std::int64_t byte_count, bool repair, FileWriter& out)
       : source_(in, byte_count),
-        stops_(repair ? kStopsInRepair : kStops),
+        plain_{static_cast<Octet>(repair ? '$' : '\r')},
         repair_(repair),
         out_(out) {}
 
@@ -109,43 +128,41 @@ class Decoder {
   }
 
   Source source_;
-  const std::array<bool, 256>& stops_;
+  const PlainText plain_;
   bool repair_;
   FileWriter& out_;
   bool double_ = false;
 };
 
-// Bytes of single-byte text up to the next one that means something.
+// A byte of single-byte text with what follows up to the next one that means something.
 void Decoder::Plain() {
   const std::string_view view = source_.view();
-  std::size_t end = 1;
-  while (end < view.size() && !stops_[static_cast<Octet>(view[end])]) ++end;
-  Copy(end);
+  const std::size_t size = std::min(view.size(), kAtOnce);
+  char* to = out_.Reserve(size + kRunOverhang);
+  if (to == nullptr) return;
+  *to = view[0];
+  const std::size_t run = 1 + CopyRun(plain_, view.data() + 1, size - 1, size - 1, to + 1);
+  out_.Advance(run);
+  source_.Take(run);
 }
 
 void Decoder::Pairs() {
   if (!PairAt(0)) return Copy(1);
-  std::size_t pairs = 1;
-  while (PairAt(2 * pairs)) ++pairs;
-  ConvertPairs(static_cast<std::int64_t>(pairs));
+  ConvertPairs(INT64_MAX);
 }
 
+// As many pairs as there are, at most `count`.
 void Decoder::ConvertPairs(std::int64_t count) {
   while (count > 0 && source_.See(2)) {
-    const std::size_t now = static_cast<std::size_t>(
-        std::min(count, static_cast<std::int64_t>(source_.view().size() / 2)));
-    char* to = out_.Reserve(2 * now);
-    if (to == nullptr || now == 0) return;
-    const std::string_view from = source_.view();
-    for (std::size_t i = 0; i < 2 * now; i += 2) {
-      const OctetPair pair =
-          ShiftJisOf({static_cast<Octet>(from[i]), static_cast<Octet>(from[i + 1])});
-      to[i] = static_cast<char>(pair.first);
-      to[i + 1] = static_cast<char>(pair.second);
-    }
-    out_.Advance(2 * now);
-    source_.Take(2 * now);
-    count -= static_cast<std::int64_t>(now);
+    const std::int64_t whole = static_cast<std::int64_t>(source_.view().size() / 2);
+    const std::size_t most = std::min(static_cast<std::size_t>(std::min(count, whole)), kAtOnce);
+    char* to = out_.Reserve(2 * most);
+    if (to == nullptr) return;
+    const std::size_t done = ShiftJisRunOf(source_.data(), most, to);
+    out_.Advance(2 * done);
+    source_.Take(2 * done);
+    count -= static_cast<std::int64_t>(done);
+    if (done == 0 || done < most) return;
   }
 }
 

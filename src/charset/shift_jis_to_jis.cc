@@ -2,9 +2,9 @@
 // next one is judged afresh: damage never shifts what follows it.
 #include "charset/shift_jis_to_jis.h"
 
-#include <algorithm>
 #include <cstring>
 
+#include "charset/byte_run.h"
 #include "charset/shift_jis.h"
 
 namespace qob {
@@ -15,7 +15,17 @@ constexpr char kOut[] = {0x1B, '(', 'J'};
 // Each step looks at no more than this many bytes.
 constexpr std::size_t kLookAhead = 4;
 constexpr std::size_t kBlock = LineReader::kBlockSize / 2;
-constexpr std::size_t kRun = 16 * 1024;
+constexpr std::size_t kAtOnce = 12 * 1024;
+// What `size` bytes become at most: a letter and a katakana take nine bytes with both escapes.
+constexpr std::size_t Room(std::size_t size) { return 5 * size + 64; }
+static_assert(Room(kAtOnce) <= FileWriter::kBufferSize);
+
+struct Ascii {
+  bool Ends(Octet c) const { return c >= 0x80; }
+#if defined(__SSE2__)
+  RunBlock Ends(RunBlock block) const { return block; }
+#endif
+};
 
 class Encoder {
  public:
@@ -27,98 +37,97 @@ class Encoder {
  private:
   enum class State { kStart, kJudge, kPending, kDouble };
 
-  bool CharacterAt(std::size_t at) const {
-    return at + 1 < bytes_.size() && IsShiftJisLead(At(at)) && IsShiftJisTrail(At(at + 1));
+  std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
+  bool Character() const {
+    return left() >= 2 && IsShiftJisLead(at_[0]) && IsShiftJisTrail(at_[1]);
   }
-  bool KanaAt(std::size_t at) const { return IsHalfWidthKana(At(at)); }
-  Octet At(std::size_t at) const { return static_cast<Octet>(bytes_[at]); }
-  std::size_t Judge(std::size_t at);
-  std::size_t Double(std::size_t at, bool last);
-  std::size_t Pairs(std::size_t at, bool last);
-  void WriteSingle(Octet c);
-  void WriteJis(OctetPair shift_jis);
+  void Text();
+  void Double(bool last);
+  void Single(Octet c);
+  void Append(const char (&sequence)[3]) {
+    std::memcpy(to_, sequence, sizeof sequence);
+    to_ += sizeof sequence;
+  }
+  void Begin();
+  void End() { out_.Advance(static_cast<std::size_t>(to_ - start_)); }
 
   std::optional<std::string_view> mark_;
   FileWriter& out_;
   State state_ = State::kStart;
-  std::string_view bytes_;
+  const Octet* at_ = nullptr;
+  const Octet* end_ = nullptr;
+  char* start_ = nullptr;  // where the writer's room begins
+  char* to_ = nullptr;
 };
 
-void Encoder::WriteSingle(Octet c) {
+// Room for all that is left; without it nothing is left.
+void Encoder::Begin() {
+  start_ = to_ = out_.Reserve(Room(left()));
+  if (to_ == nullptr) end_ = at_;
+}
+
+void Encoder::Single(Octet c) {
   if (c < 0x80 || !mark_) {
-    out_.Put(static_cast<char>(c));
-  } else {
-    out_.Write(*mark_);
+    *to_++ = static_cast<char>(c);
+    return;
   }
+  End();
+  out_.Write(*mark_);
+  Begin();
 }
 
-void Encoder::WriteJis(OctetPair shift_jis) {
-  const OctetPair jis = JisOf(shift_jis);
-  out_.Put(static_cast<char>(jis.first));
-  out_.Put(static_cast<char>(jis.second));
-}
-
-// A byte of single-byte text, with the plain bytes behind it in one piece; or nothing, when a
-// character begins here.
-std::size_t Encoder::Judge(std::size_t at) {
+// A byte of single-byte text, with the ASCII behind it in one piece; or nothing, when a character
+// begins here.
+void Encoder::Text() {
   const bool first = state_ == State::kStart;
-  if (CharacterAt(at) || (KanaAt(at) && !first)) {
+  if (Character() || (IsHalfWidthKana(*at_) && !first)) {
     state_ = State::kPending;
-    return at;
+    return;
   }
   state_ = State::kJudge;
-  WriteSingle(At(at++));
-  std::size_t end = at;
-  while (end < bytes_.size() && At(end) < 0x80) ++end;
-  out_.Write(bytes_.substr(at, end - at));
-  return end;
+  Single(*at_++);
+  const std::size_t run = CopyRun(Ascii(), reinterpret_cast<const char*>(at_), left(), left(), to_);
+  at_ += run;
+  to_ += run;
 }
 
-// Plain two-byte characters in one piece. Two bytes are left to judge what follows, save at the
-// end.
-std::size_t Encoder::Pairs(std::size_t at, bool last) {
-  const std::size_t most = std::min((bytes_.size() - at - (last ? 0 : 2)) / 2, kRun);
-  char* to = out_.Reserve(2 * most);
-  if (to == nullptr) return at;  // the writer has failed and says so
-  std::size_t done = 0;
-  for (; done < most && CharacterAt(at); ++done, at += 2) {
-    const OctetPair jis = JisOf({At(at), At(at + 1)});
-    to[2 * done] = static_cast<char>(jis.first);
-    to[2 * done + 1] = static_cast<char>(jis.second);
-  }
-  out_.Advance(2 * done);
-  return at;
-}
-
-// The character at `at`, with those behind it, and what is to follow. A last byte is single
-// whatever it is.
-std::size_t Encoder::Double(std::size_t at, bool last) {
-  if (state_ == State::kPending) out_.Write({kIn, sizeof kIn});
+// The character here, with those behind it, and what is to follow; two bytes are left to judge
+// that, save at the end. A last byte is single whatever it is.
+void Encoder::Double(bool last) {
+  if (state_ == State::kPending) Append(kIn);
   state_ = State::kDouble;
-  if (KanaAt(at)) {
-    const WideKana kana = WideKanaOf(At(at), at + 1 < bytes_.size() ? At(at + 1) : Octet{0});
-    WriteJis(kana.pair);
-    at += kana.took_mark ? 2 : 1;
+  if (IsHalfWidthKana(*at_)) {
+    const WideKana kana = WideKanaOf(at_[0], left() > 1 ? at_[1] : Octet{0});
+    const OctetPair jis = JisOf(kana.pair);
+    *to_++ = static_cast<char>(jis.first);
+    *to_++ = static_cast<char>(jis.second);
+    at_ += kana.took_mark ? 2 : 1;
   } else {
-    at = Pairs(at, last);
+    const std::size_t pairs = JisRunOf(at_, (left() - (last ? 0 : 2)) / 2, to_);
+    at_ += 2 * pairs;
+    to_ += 2 * pairs;
   }
-  const std::size_t left = bytes_.size() - at;
-  if (left >= 2 && (CharacterAt(at) || KanaAt(at))) return at;
-  out_.Write({kOut, sizeof kOut});
+  if (left() >= 2 && (Character() || IsHalfWidthKana(*at_))) return;
+  Append(kOut);
   state_ = State::kJudge;
-  if (left == 0) return at;
-  WriteSingle(At(at));
-  return at + 1;
+  if (left() > 0) Single(*at_++);
 }
 
 std::size_t Encoder::Take(std::string_view bytes, bool last) {
-  bytes_ = bytes;
-  std::size_t at = 0;
-  while (at < bytes.size() && (last || bytes.size() - at >= kLookAhead) && !out_.failed()) {
+  const Octet* const first = at_ = reinterpret_cast<const Octet*>(bytes.data());
+  end_ = at_ + bytes.size();
+  const std::size_t wanted = last ? 1 : kLookAhead;
+  Begin();
+  while (left() >= wanted) {
     const bool text = state_ == State::kStart || state_ == State::kJudge;
-    at = text ? Judge(at) : Double(at, last);
+    if (text) {
+      Text();
+    } else {
+      Double(last);
+    }
   }
-  return at;
+  if (to_ != nullptr) End();
+  return static_cast<std::size_t>(at_ - first);
 }
 
 }  // namespace
@@ -129,7 +138,8 @@ bool ShiftJisToJis(LineReader& in, std::optional<std::string_view> invalid_mark,
     if (!in.Fill(kBlock)) return false;
     const std::string_view window = in.window();
     if (window.empty()) return !out.failed();
-    in.Consume(encoder.Take(window, window.size() < kBlock));
+    const std::string_view piece = window.substr(0, kAtOnce);
+    in.Consume(encoder.Take(piece, window.size() < kBlock && piece.size() == window.size()));
     if (out.failed()) return false;
   }
 }

@@ -3,11 +3,15 @@
 #include "charset/body_encoder.h"
 
 #include <filesystem>
+#include <memory>
 #include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "charset/base64_lines.h"
+#include "charset/byte_run.h"
+#include "support/exact_copy.h"
 #include "support/temp_spool.h"
 
 namespace qob {
@@ -175,6 +179,84 @@ TEST_F(BodyEncoder, NoOutputLineIsLongerThan76) {
     for (const char c : text) {
       length = c == '\n' ? 0 : length + 1;
       ASSERT_LE(length, 77u);  // the CR counts here
+    }
+  }
+}
+
+TEST(Base64Lines, EveryKernelWritesTheSameAndNothingElse) {
+  std::mt19937 random(54);
+  for (std::size_t lines = 0; lines < 6; ++lines) {
+    for (int round = 0; round < 200; ++round) {
+      std::string bytes;
+      for (std::size_t i = 0; i < lines * kBase64LineBytes; ++i) {
+        bytes += static_cast<char>(random() >> 7);
+      }
+      // What the model adds behind the last line is its last line end.
+      const std::string expected = ModelBase64(bytes).substr(0, lines * kBase64LineSize);
+      for (const Base64LineKernel kernel :
+           {Base64LineKernel{&EncodeLinesPortable}, Base64LinesSsse3(), Base64LinesAvx2(),
+            FastestBase64Lines()}) {
+        if (kernel == nullptr) continue;
+        // Blocks of exactly the size: the sanitizers see a byte too many.
+        const testing::ExactCopy in(bytes);
+        const std::unique_ptr<char[]> out(new char[lines * kBase64LineSize]);
+        kernel(reinterpret_cast<const unsigned char*>(in.view().data()), lines, out.get());
+        ASSERT_EQ(std::string(out.get(), lines * kBase64LineSize), expected);
+      }
+    }
+  }
+}
+
+TEST(QuotedPrintableEncoder, AnyCutAndTheRoomItAsksForAreEnough) {
+  const std::string text = "From me\r\n.dot\r\nFromage\rx=\xFC\n" + Times(75, 'a') + ".b\r\n" +
+                           Times(40, '\xFC') + "\tFrom \r";
+  for (const QuotedForm form : {QuotedForm::kText, QuotedForm::kBinary}) {
+    const std::string expected = ModelQuoted(text, form == QuotedForm::kText);
+    for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+      QuotedPrintableEncoder encoder(form);
+      std::string written;
+      const auto feed = [&](std::string_view piece, bool last) {
+        const testing::ExactCopy in(piece);
+        const std::size_t room = QuotedPrintableEncoder::Room(piece.size());
+        const std::unique_ptr<char[]> out(new char[room]);
+        char* end = out.get();
+        const std::size_t taken = encoder.Feed(in.view(), last, &end);
+        EXPECT_LE(static_cast<std::size_t>(end - out.get()), room);
+        EXPECT_LE(piece.size() - taken, last ? 0u : 4u);
+        written.append(out.get(), end);
+        return taken;
+      };
+      const std::size_t taken = feed(std::string_view(text).substr(0, cut), false);
+      feed(std::string_view(text).substr(taken), true);
+      ASSERT_EQ(written, expected) << cut;
+    }
+  }
+}
+
+// Ends at "=".
+struct UpToASign {
+  bool Ends(unsigned char c) const { return c == '='; }
+#if defined(__SSE2__)
+  RunBlock Ends(RunBlock block) const { return Equal(block, '='); }
+#endif
+};
+
+TEST(ByteRun, BlocksAndSingleBytesFindTheSameEnd) {
+  for (std::size_t size = 0; size < 70; ++size) {
+    for (std::size_t sign = 0; sign <= size; ++sign) {
+      std::string text = Times(size, 'x');
+      if (sign < size) text[sign] = '=';
+      for (std::size_t limit : {std::size_t{0}, std::size_t{1}, sign, size, std::size_t{40}}) {
+        const testing::ExactCopy in(text);
+        char blocks[70 + kRunOverhang];
+        char bytes[70];
+        const std::size_t run = CopyRun(UpToASign(), in.view().data(), size, limit, blocks);
+        ASSERT_EQ(run, std::min({sign, size, limit}));
+        ASSERT_EQ((CopyRun<UpToASign, false>(UpToASign(), in.view().data(), size, limit, bytes)),
+                  run);
+        ASSERT_EQ(std::string(blocks, run), text.substr(0, run));
+        ASSERT_EQ(std::string(bytes, run), text.substr(0, run));
+      }
     }
   }
 }
