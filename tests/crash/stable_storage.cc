@@ -109,6 +109,7 @@ std::string StableFile::After(Loss loss, std::uint64_t last, Dice& dice) const {
 
 StableStorage::StableStorage(std::string directory) : directory_(std::move(directory)) {
   FlushNames();
+  at_first_ = names_;
 }
 
 std::shared_ptr<StableFile> StableStorage::File(const std::string& path) {
@@ -149,6 +150,43 @@ std::size_t StableStorage::Unflushed(const std::string& suffix) {
   return count;
 }
 
+bool StableStorage::IsLost(const std::string& name, ino_t inode, Loss loss, Dice& dice) const {
+  const auto stable = names_.find(name);
+  const bool is_stable = stable != names_.end() && stable->second == inode;
+  const bool by_chance = loss == Loss::kSome && dice.Below(2) == 0;
+  return (loss == Loss::kAll || by_chance) && (!is_stable || IsIndex(name));
+}
+
+// A file that nobody flushed and that was not there at first was written in the meantime, by calls
+// that are not heard here.
+std::string StableStorage::BytesAfter(const std::string& path, Loss loss, std::uint64_t last,
+                                      Dice& dice) {
+  const std::string name = std::filesystem::path(path).filename();
+  const ino_t inode = InodeOf(path);
+  const auto known = files_.find(inode);
+  if (IsIndex(name)) return ReadAll(path);
+  if (known != files_.end()) return known->second->After(loss, last, dice);
+  const auto first = at_first_.find(name);
+  if (first != at_first_.end() && first->second == inode) return ReadAll(path);
+  StableFile unflushed("");
+  unflushed.Write(last, 0, ReadAll(path));
+  return unflushed.After(loss, last, dice);
+}
+
+// Names of a queue's files whose removal was not flushed.
+void StableStorage::BringBack(Loss loss, Dice& dice, const std::string& image) const {
+  if (loss != Loss::kAll && loss != Loss::kSome) return;
+  for (const auto& [name, inode] : names_) {
+    const bool is_ours = name.ends_with(".msg") || name.ends_with(".lck");
+    if (!is_ours || InodeOf(std::filesystem::path(directory_) / name) == inode) continue;
+    if (loss == Loss::kSome && dice.Below(2) == 0) continue;
+    const auto known = files_.find(inode);
+    const bool is_followed = known != files_.end();
+    WriteAll(std::filesystem::path(image) / name,
+             is_followed ? known->second->After(Loss::kAll, 0, dice) : std::string());
+  }
+}
+
 void StableStorage::Cut(Loss loss, std::uint64_t seed, const std::string& image) {
   Dice dice(seed);
   std::uint64_t last = 0;
@@ -159,16 +197,10 @@ void StableStorage::Cut(Loss loss, std::uint64_t seed, const std::string& image)
     if (entry.is_regular_file()) present[entry.path().filename().string()] = entry.path();
   }
   for (const auto& [name, path] : present) {
-    const auto stable = names_.find(name);
-    const bool is_stable = stable != names_.end() && stable->second == InodeOf(path);
-    const bool by_chance = loss == Loss::kSome && dice.Below(2) == 0;
-    const bool is_lost = loss == Loss::kAll || by_chance;
-    if (is_lost && (!is_stable || IsIndex(name))) continue;
-    const auto known = files_.find(InodeOf(path));
-    const bool is_followed = known != files_.end() && !IsIndex(name);
-    WriteAll(std::filesystem::path(image) / name,
-             is_followed ? known->second->After(loss, last, dice) : ReadAll(path));
+    if (IsLost(name, InodeOf(path), loss, dice)) continue;
+    WriteAll(std::filesystem::path(image) / name, BytesAfter(path, loss, last, dice));
   }
+  BringBack(loss, dice, image);
 }
 
 }  // namespace qob::crash

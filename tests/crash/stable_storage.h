@@ -65,9 +65,14 @@ class StableStorage {
   void Cut(Loss loss, std::uint64_t seed, const std::string& image);
 
  private:
+  bool IsLost(const std::string& name, ino_t inode, Loss loss, Dice& dice) const;
+  std::string BytesAfter(const std::string& path, Loss loss, std::uint64_t last, Dice& dice);
+  void BringBack(Loss loss, Dice& dice, const std::string& image) const;
+
   std::string directory_;
   std::map<ino_t, std::shared_ptr<StableFile>> files_;
-  std::map<std::string, ino_t> names_;
+  std::map<std::string, ino_t> names_;     // on stable storage
+  std::map<std::string, ino_t> at_first_;  // with their bytes
   std::uint64_t order_ = 0;
 };
 
