@@ -10,13 +10,14 @@ constexpr FamilyRow kFamilies[] = {
     {"binhex", "write and read BinHex 4.0 files"},
     {"jis", "convert Japanese text to and from ISO-2022-JP"},
     {"config", "show, change and check the configuration of the site"},
+    {"channel", "show and drain the channels on which messages wait"},
     {"queue", "show, steer and check the messages that wait"},
 };
 
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
   for (const auto part : {MailCommands(), SendCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
-                          JisCommands(), QueueCommands(), QueueActCommands()}) {
+                          JisCommands(), QueueCommands(), QueueActCommands(), ChannelCommands()}) {
     all.insert(all.end(), part.begin(), part.end());
   }
   return all;

@@ -1,5 +1,6 @@
 // Files, folders, standard output and the environment, on POSIX.
 #include "system.h"
+#include "system_copy.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,18 +21,6 @@ Kind KindOfMode(mode_t mode) {
   if (S_ISDIR(mode)) return Kind::kFolder;
   if (S_ISFIFO(mode)) return Kind::kPipe;
   return Kind::kOther;
-}
-
-int WriteAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
 }
 
 // The kind of one directory entry: links are followed to files, never to folders.
@@ -98,7 +87,7 @@ std::ptrdiff_t File::Read(char* into, std::size_t size) {
 }
 
 bool File::Write(std::string_view bytes) {
-  const int error = WriteAll(descriptor_, bytes);
+  const int error = WriteAllTo(descriptor_, bytes);
   if (error != 0) error_ = error;
   return error == 0;
 }
@@ -159,8 +148,8 @@ void SetEnvironment(const char* name, const std::string& value) {
   ::setenv(name, value.c_str(), 1);
 }
 
-int WriteOut(std::string_view bytes) { return WriteAll(STDOUT_FILENO, bytes); }
-int WriteMessage(std::string_view bytes) { return WriteAll(STDERR_FILENO, bytes); }
+int WriteOut(std::string_view bytes) { return WriteAllTo(STDOUT_FILENO, bytes); }
+int WriteMessage(std::string_view bytes) { return WriteAllTo(STDERR_FILENO, bytes); }
 bool IsTerminal(int descriptor) { return ::isatty(descriptor) == 1; }
 
 std::int64_t Milliseconds() {

@@ -3,8 +3,8 @@
 // is never overwritten by accident.
 #include "system.h"
 #include "system_cleanup.h"
+#include "system_copy.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
@@ -21,23 +21,6 @@ void MakeFolders(const std::string& path) {
     ::mkdir(path.substr(0, at).c_str(), 0700);
   }
   ::mkdir(path.c_str(), 0700);
-}
-
-// Copies from one descriptor to another; 0 or the errno.
-int CopyAll(int from, int to) {
-  std::array<char, 65536> block;
-  for (;;) {
-    const ssize_t got = ::read(from, block.data(), block.size());
-    if (got == 0) return 0;
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
-    for (ssize_t done = 0; done < got;) {
-      const ssize_t put = ::write(to, block.data() + done, static_cast<std::size_t>(got - done));
-      if (put < 0 && errno == EINTR) continue;
-      if (put < 0) return errno;
-      done += put;
-    }
-  }
 }
 
 int CopyAndClose(int from, int to) {

@@ -1,7 +1,7 @@
 #include "system_replace.h"
 #include "system_cleanup.h"
+#include "system_copy.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 
@@ -41,22 +41,6 @@ class Descriptor {
  private:
   int number_;
 };
-
-int CopyAll(int from, int to) {
-  std::array<char, 65536> block;
-  for (;;) {
-    const ssize_t got = ::read(from, block.data(), block.size());
-    if (got == 0) return 0;
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
-    for (ssize_t done = 0; done < got;) {
-      const ssize_t put = ::write(to, block.data() + done, static_cast<std::size_t>(got - done));
-      if (put < 0 && errno == EINTR) continue;
-      if (put < 0) return errno;
-      done += put;
-    }
-  }
-}
 
 // The mode is set after the owner, which takes away the set-id bits.
 int TakeOver(int file, const struct stat& entry) {

@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode config jis queue' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode config jis queue channel' -- "$word"))
     return
   fi
   case "$command" in
@@ -31,6 +31,13 @@ _qob() {
     config)
       if ((COMP_CWORD == 2)); then
         COMPREPLY=($(compgen -W 'show get set check' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    channel)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'list show drain' -- "$word"))
         return
       fi
       command+=" ${COMP_WORDS[2]}"
@@ -438,6 +445,40 @@ _qob() {
         COMPREPLY=($(compgen -W '-q --queue -R --repair --json -h --help' -- "$word"))
       else
         COMPREPLY=($(compgen -d -- "$word"))
+      fi
+      ;;
+    'channel list')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'channel show')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -s|--sort) COMPREPLY=($(compgen -W 'id age size tries retry sender recipients status' -- "$word")); return ;;
+        -l|--limit) COMPREPLY=(); return ;;
+        --color) COMPREPLY=($(compgen -W 'auto always never' -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -s --sort -R --reverse -l --limit -a --recipients --json --color -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'channel drain')
+      case "$before" in
+        -m|--maildir) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-m --maildir --discard-marks -q --queue -y --yes -n --dry-run --json -h --help' -- "$word"))
+      else
+        COMPREPLY=()
       fi
       ;;
   esac

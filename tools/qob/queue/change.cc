@@ -4,6 +4,8 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include <qob3xapi/errors.h>
@@ -64,15 +66,20 @@ class Changer {
   Changer(const Arguments& arguments, const Action& action, const OpenQueue& queue)
       : action_(action), queue_(queue), handles_(queue), teller_(arguments, action) {}
 
-  // Looks up ids alone: no other message is read.
-  void ChooseByIds(const std::vector<std::uint32_t>& ids);
-  void ChooseByFilter(const Operands& operands);
+  void Choose(const Operands& operands);
   std::size_t count() const { return chosen_.size(); }
 
   void ShowAll();
   ExitCode ActOnAll();
 
  private:
+  // Looks up ids alone: no other message is read.
+  void ChooseByIds(const std::vector<std::uint32_t>& ids);
+  void ChooseByFilter(const Operands& operands);
+  void ChooseAll(const std::vector<Candidate>& candidates);
+  // Leaves those of the set; an id that was named and is not in it is told.
+  void Narrow(const std::vector<Candidate>& candidates, bool named);
+
   struct Found {
     StoredRecord message;
     std::int32_t holder = -1;
@@ -93,10 +100,15 @@ class Changer {
   Teller teller_;
   std::optional<Snapshot> snapshot_;
   std::vector<Chosen> chosen_;
+  bool may_go_ = false;  // whoever else works on the set may have ended a message's stay
 };
 
+bool IsBlank(const std::string& text) {
+  return text.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
 void Changer::Gone(std::uint32_t id) {
-  teller_.Tell(id, "", "", {Result::kGone, "", ExitCode::kOk, {}});
+  if (!may_go_) teller_.Tell(id, "", "", {Result::kGone, "", ExitCode::kOk, {}});
 }
 
 void Changer::ChooseByIds(const std::vector<std::uint32_t>& ids) {
@@ -113,10 +125,42 @@ void Changer::ChooseByIds(const std::vector<std::uint32_t>& ids) {
 void Changer::ChooseByFilter(const Operands& operands) {
   snapshot_.emplace(queue_);
   snapshot_->TellProblems();
-  const Selection selection = Choose(queue_, &*snapshot_, operands);
+  const Selection selection = queue::Choose(queue_, &*snapshot_, operands);
   for (const std::uint32_t id : selection.missing) Gone(id);
   for (const Message* const message : selection.messages)
     chosen_.push_back({message->id, message->home, message});
+}
+
+void Changer::Choose(const Operands& operands) {
+  std::vector<Candidate> candidates;
+  if (action_.among) candidates = action_.among(queue_);
+  if (!operands.has_ids && IsBlank(operands.filter)) {
+    may_go_ = true;
+    return ChooseAll(candidates);
+  }
+  if (IsBlank(operands.filter)) {
+    ChooseByIds(operands.ids);
+  } else {
+    ChooseByFilter(operands);
+  }
+  if (action_.among) Narrow(candidates, operands.has_ids);
+}
+
+void Changer::ChooseAll(const std::vector<Candidate>& candidates) {
+  for (const Candidate& candidate : candidates)
+    chosen_.push_back({candidate.id, candidate.home, nullptr});
+}
+
+void Changer::Narrow(const std::vector<Candidate>& candidates, bool named) {
+  std::set<std::pair<std::uint32_t, std::uint32_t>> set;
+  for (const Candidate& candidate : candidates) set.emplace(candidate.home, candidate.id);
+  std::erase_if(chosen_, [&](const Chosen& chosen) {
+    if (set.contains({chosen.home, chosen.id})) return false;
+    if (named)
+      teller_.Tell(chosen.id, "", "",
+                   {Result::kGone, "it is not on the channel", ExitCode::kOk, {}});
+    return true;
+  });
 }
 
 std::optional<Changer::Found> Changer::Find(const Chosen& chosen) const {
@@ -231,6 +275,7 @@ ExitCode Changer::ActOnAll() {
     std::optional<Found> found = Find(chosen);
     if (found.has_value()) {
       const Outcome outcome = Act(chosen, &*found);
+      if (outcome.result == Result::kGone && may_go_) continue;
       Tell(chosen, found, outcome);
     } else {
       Gone(chosen.id);
@@ -238,10 +283,6 @@ ExitCode Changer::ActOnAll() {
   }
   progress.Clear();
   return teller_.code();
-}
-
-bool IsBlank(const std::string& text) {
-  return text.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
 }  // namespace
@@ -255,25 +296,26 @@ ExitCode RunChange(const Arguments& arguments, const Action& action,
                    const std::function<void(const OpenQueue&)>& prepare) {
   const bool dry = arguments.Has("--dry-run");
   const bool yes = arguments.Has("--yes");
-  const Operands operands = ReadOperands(arguments.operands);
-  if (!operands.has_ids && IsBlank(operands.filter)) {
-    throw Failure(ExitCode::kUsage, std::string("queue ") + action.verb +
+  std::vector<std::string> words = arguments.operands;
+  if (action.among) words.erase(words.begin());
+  const Operands operands = ReadOperands(words);
+  const bool may_be_empty = action.among && words.empty();
+  if (!may_be_empty && !operands.has_ids && IsBlank(operands.filter)) {
+    throw Failure(ExitCode::kUsage, std::string(arguments.command->name) +
                                         ": the filter is empty: every message is 'id >= 00000000'");
   }
   const OpenQueue queue(arguments, dry ? Access::kRead : Access::kChange);
   if (prepare) prepare(queue);
   Changer changer(arguments, action, queue);
-  if (IsBlank(operands.filter)) {
-    changer.ChooseByIds(operands.ids);
-  } else {
-    changer.ChooseByFilter(operands);
-  }
-  if (dry || (changer.count() > 1 && !yes)) {
+  changer.Choose(operands);
+  const std::size_t most = action.always_asks ? 0 : 1;
+  if (dry || (changer.count() > most && !yes)) {
     changer.ShowAll();
     Out().Flush();
     if (dry) return ExitCode::kOk;
-    throw Failure(ExitCode::kUsage, std::to_string(changer.count()) + " messages would be " +
-                                        action.done +
+    throw Failure(ExitCode::kUsage, std::to_string(changer.count()) +
+                                        (changer.count() == 1 ? " message" : " messages") +
+                                        " would be " + action.done +
                                         ": nothing was done: give --yes to do it, or --dry-run "
                                         "to see it without this line");
   }

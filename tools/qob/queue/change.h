@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <qob3xapi/mesgdb.h>
 
@@ -55,10 +56,20 @@ struct Target {
   qob::spool::MessageRecord record;
 };
 
+// A message that records are looked for, by the place whose database has them.
+struct Candidate {
+  std::uint32_t home = 0;
+  std::uint32_t id = 0;
+};
+
 struct Action {
   const char* verb;  // "hold"
   const char* done;  // "held"
   std::function<Outcome(Target&)> act;
+  // Where the first operand names a set of messages: those of it. The other operands narrow the
+  // set, and may be missing.
+  std::function<std::vector<Candidate>(const OpenQueue&)> among = {};
+  bool always_asks = false;  // --yes is needed for a single message, too
 };
 
 // The whole command: operands, --yes, --dry-run, --json. prepare is called once the queue is open,

@@ -33,6 +33,7 @@ std::string Complaint(const Outcome& outcome) {
     case Result::kChanged:
       return "it changed since it was chosen: left alone: try again";
     case Result::kGone:
+      if (!outcome.detail.empty()) return outcome.detail;
       return "no such message in the queue: 'qob queue list' shows those there";
     case Result::kRefused:
     case Result::kFailed:

@@ -12,6 +12,7 @@
 #include "result_code.h"
 #include "selection.h"
 #include "tally.h"
+#include "tally_json.h"
 #include "times.h"
 
 namespace cli {
@@ -55,37 +56,17 @@ struct Report {
 
 // ---- JSON ----
 
-void PutNumber(const char* name, MaybeNumber number, JsonWriter* line) {
-  line->NumberIf(name, number.has_value(), number.value_or(0));
-}
-
-void PutTally(const Tally& tally, std::int64_t now, JsonWriter* line) {
-  line->Number("messages", Signed(tally.messages));
-  line->Number("held", Signed(tally.held));
-  PutNumber("locked", tally.LockedIfKnown(), line);
-  line->Number("recipients", Signed(tally.recipients));
-  line->Number("pending", Signed(tally.pending));
-  PutNumber("bytes", tally.BytesIfKnown(), line);
-  line->Number("sizes_unknown", Signed(tally.sizes_unknown));
-  PutNumber("oldest_age", tally.OldestAge(now), line);
-  if (tally.oldest == 0) {
-    line->Null("oldest_id");
-  } else {
-    line->Text("oldest_id", queue::IdText(tally.oldest_id));
-  }
-}
-
 void PrintJson(const Report& report) {
   JsonWriter line;
   line.BeginLine(kSchema);
-  PutTally(report.counts.all, report.now, &line);
+  queue::PutTally(report.counts.all, report.now, &line);
   line.Number("orphan_recipients", Signed(report.orphans));
   line.Number("damaged_records", Signed(report.left_out));
   line.BeginList("directories");
   for (const auto& [directory, tally] : report.counts.directories) {
     line.Begin();
     line.Text("directory", directory);
-    PutTally(tally, report.now, &line);
+    queue::PutTally(tally, report.now, &line);
     line.End();
   }
   line.EndList();
@@ -95,7 +76,7 @@ void PrintJson(const Report& report) {
     line.Text("domain", row->first);
     line.Number("messages", Signed(row->second.messages));
     line.Number("pending", Signed(row->second.pending));
-    PutNumber("oldest_age", DomainAge(row->second, report.now), &line);
+    queue::PutNumber("oldest_age", DomainAge(row->second, report.now), &line);
     line.End();
   }
   line.EndList();

@@ -16,14 +16,7 @@ void PrintListJson(const OpenQueue& queue, std::span<Message* const> messages) {
   for (const Message* const message : messages) {
     line.BeginLine(kSchema);
     PutMessage(queue, *message, &line);
-    line.BeginList("recipients");
-    for (const Recipient& recipient : message->recipients) {
-      line.Begin();
-      line.Text("address", recipient.address);
-      line.Text("state", recipient.state);
-      line.End();
-    }
-    line.EndList();
+    PutRecipientStates(*message, &line);
     line.EndLine();
     if (line.text().size() < kBlockBytes) continue;
     Out().Write(line.text());

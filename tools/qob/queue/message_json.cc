@@ -40,4 +40,15 @@ void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line
   line->Number("pending", static_cast<std::int64_t>(message.pending));
 }
 
+void PutRecipientStates(const Message& message, JsonWriter* line) {
+  line->BeginList("recipients");
+  for (const Recipient& recipient : message.recipients) {
+    line->Begin();
+    line->Text("address", recipient.address);
+    line->Text("state", recipient.state);
+    line->End();
+  }
+  line->EndList();
+}
+
 }  // namespace cli::queue

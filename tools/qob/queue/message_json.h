@@ -17,6 +17,9 @@ void PutMoment(std::string_view name, std::string_view seconds_name, std::int64_
 // Everything that qob.queue-list documents, the list of recipients excepted.
 void PutMessage(const OpenQueue& queue, const Message& message, JsonWriter* line);
 
+// "recipients": their addresses and states.
+void PutRecipientStates(const Message& message, JsonWriter* line);
+
 }  // namespace cli::queue
 
 #endif
