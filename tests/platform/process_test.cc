@@ -1,6 +1,8 @@
 // Environment, time zone and clock of the process.
 #include "platform/os/process.h"
 
+#include <signal.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -116,6 +118,22 @@ TEST(Path, IsSplitAtEitherSign) {
   EXPECT_EQ(FileNamePart("c"), "c");
   EXPECT_EQ(FileNamePart("a/"), "");
   EXPECT_EQ(LastSeparator("abc"), std::string_view::npos);
+}
+
+TEST(Process, KnowsItsNumberInAChildOfAnyKind) {
+  ASSERT_EQ(ProcessId(), static_cast<std::uint32_t>(getpid()));
+  EXPECT_TRUE(HoldsInChild([] {
+    if (ProcessId() != static_cast<std::uint32_t>(getpid())) return false;
+    return HoldsInChild([] { return ProcessId() == static_cast<std::uint32_t>(getpid()); });
+  }));
+  // Without anything that a fork of the C library does besides.
+  const pid_t child = static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0));
+  if (child == 0) {
+    const bool knows = ProcessId() == static_cast<std::uint32_t>(syscall(SYS_getpid));
+    syscall(SYS_exit_group, knows ? 0 : 1);
+  }
+  EXPECT_EQ(testing::Wait(child), 0);
+  EXPECT_EQ(ProcessId(), static_cast<std::uint32_t>(getpid()));
 }
 
 }  // namespace
