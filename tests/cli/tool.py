@@ -34,6 +34,7 @@ MEMBERS = {
     "qob.word/1": ["input", "output"],
     "qob.binhex/1": ["file", "name", "path", "size", "applesingle", "resource_size", "type", "creator"],
     "qob.uudecode/1": ["file", "name", "path", "size", "complete"],
+    "qob.send/1": ["id", "path", "channel", "sender", "envelope_id", "return", "size", "recipients"],
     "qob.config/1": ["file", "section", "key", "value", "origin", "line", "cut", "known"],
     "qob.config-check/1": ["file", "line", "finding"],
     "qob.queue-change/1": ["action", "id", "path", "sender", "result", "detail", "lock"],

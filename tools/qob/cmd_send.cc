@@ -98,6 +98,17 @@ Outgoing Make(const Arguments& arguments, mail::MessageOptions* options, mail::E
   return outgoing;
 }
 
+// What the message is made of; a failure to write it down may pass, and the message with it then.
+template <typename Take>
+Outgoing Taken(Take take) {
+  try {
+    return take();
+  } catch (const Failure& failure) {
+    const bool passes = failure.code() == ExitCode::kIo || failure.code() == ExitCode::kCantCreate;
+    throw Failure(passes ? ExitCode::kTemporary : failure.code(), failure.what());
+  }
+}
+
 std::string LogNote(const mail::Envelope& envelope, const std::string& path,
                     const std::string& channel, std::int64_t size_bytes) {
   return "send " + mail::QueueIdOf(path) + ": from " + envelope.sender + " to " +
@@ -106,7 +117,7 @@ std::string LogNote(const mail::Envelope& envelope, const std::string& path,
               ? ""
               : " and " + std::to_string(envelope.recipients.size() - 1) + " more") +
          ", channel " + channel + ", " + std::to_string(size_bytes) + " bytes, user " +
-         sys::UserName();
+         sys::UserNumber();
 }
 
 void PrintJson(const mail::Envelope& envelope, const std::string& path, const std::string& channel,
@@ -166,10 +177,10 @@ ExitCode RunSend(const Arguments& arguments) {
                   "standard output is closed: nothing was queued, since its id could "
                   "not be told: send it to /dev/null");
   Outgoing outgoing;
-  if (!make) outgoing = TakeReady(arguments, &envelope);
+  if (!make) outgoing = Taken([&] { return TakeReady(arguments, &envelope); });
   mail::SiteQueue queue(arguments.Has("--verbose"));
   sys::DelaySignals();
-  if (make) outgoing = Make(arguments, &options, &envelope);
+  if (make) outgoing = Taken([&] { return Make(arguments, &options, &envelope); });
   AssignOriginals(&envelope);
   const std::int64_t size_bytes = outgoing.size_bytes();
   sys::EndIfAsked();

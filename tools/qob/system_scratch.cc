@@ -1,6 +1,7 @@
 #include "system_scratch.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -21,6 +22,7 @@ int OpenUnlinked(const std::string& folder) {
 }  // namespace
 
 File OpenScratch(std::string* folder, int* error) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a file size limit then is a write error like any other
   *folder = Environment("TMPDIR").value_or("/tmp");
   if (folder->empty()) *folder = "/tmp";
   int file = ::open(folder->c_str(), O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600);

@@ -38,6 +38,8 @@ User ThisUser() {
   return {found->pw_name, FullName(*found)};
 }
 
+std::string UserNumber() { return std::to_string(::getuid()); }
+
 bool MayWrite(const std::string& directory) {
   return ::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }

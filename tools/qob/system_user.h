@@ -11,6 +11,8 @@ struct User {
   std::string full_name;  // "" when it is not known
 };
 User ThisUser();
+// His number, which needs no look-up.
+std::string UserNumber();
 
 // This process may make files in the directory.
 bool MayWrite(const std::string& directory);

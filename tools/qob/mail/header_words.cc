@@ -168,8 +168,10 @@ std::string HeaderPhrase(std::string_view utf8, const WordCharset& charset) {
 
 std::string HeaderParameter(std::string_view name, std::string_view utf8) {
   const std::string start = ";" + std::string(kFold) + std::string(name);
+  // Apostrophes outside of quotes are taken for those of the extended form by some readers.
+  const bool bare = IsToken(utf8) && utf8.find('\'') == std::string_view::npos;
   if (IsPrintableAscii(utf8) && utf8.size() <= kLongestLine / 2)
-    return start + "=" + (IsToken(utf8) ? std::string(utf8) : Quoted(utf8));
+    return start + "=" + (bare ? std::string(utf8) : Quoted(utf8));
   const std::vector<std::string> segments = ExtendedSegments(utf8);
   if (segments.size() == 1) return start + "*=UTF-8''" + segments.front();
   std::string result;
