@@ -14,6 +14,7 @@ import sys
 import tempfile
 import time
 
+import compare_bounce
 import compare_queue
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -152,6 +153,7 @@ def main():
                             "met": None if target is None else ours / peer >= target,
                             "ours_all": rates["ours"], "theirs_all": rates["peer"]})
         queue = compare_queue.run(PROGRAMS, DATA, output, arguments.rounds, arguments.cpu, arguments.only)
+        bounces = [] if arguments.cpu else compare_bounce.run(PROGRAMS, output, arguments.rounds, arguments.only)
         memory = None if arguments.no_memory or arguments.only else peak_memory(environment)
     finally:
         shutil.rmtree(output)
@@ -160,7 +162,7 @@ def main():
 
     if arguments.json:
         document = {"schema": 1, "rounds": arguments.rounds, "time": "cpu" if arguments.cpu else "wall-clock",
-                    "rows": results, "queue": queue}
+                    "rows": results, "queue": queue, "bounces": bounces}
         if memory is not None:
             document["peak_memory"] = {"bytes_over_idle": memory, "limit": MEMORY_LIMIT, "met": memory < MEMORY_LIMIT}
         print(json.dumps(document, indent=1))
@@ -176,6 +178,8 @@ def main():
               f"{MEMORY_LIMIT / 1e6:.0f} MB  {verdict(memory < MEMORY_LIMIT)}")
     if queue:
         compare_queue.show(queue)
+    if bounces:
+        compare_bounce.show(bounces)
 
 
 if __name__ == "__main__":
