@@ -45,6 +45,9 @@ ROWS = [
     ("words_encode_exported", "encoded words encode, exported", "library_bench", "GMime", "gmime_bench", None, "1/s",
      "words_encode"),
     ("dates", "dates to record", "library_bench", "GMime", "gmime_bench", 2.0, "1/s"),
+    ("peer_getter", "a peer's value, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
+    ("magic_lookup", "a file type, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
+    ("ban_check", "a banned user, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
     ("base64_write", "base64 body writing, file to file", "library_bench", "GMime filter", "gmime_bench", 1.5, "MB/s"),
     ("quoted_printable_write", "quoted-printable text writing", "library_bench", "GMime filter", "gmime_bench", 1.5, "MB/s"),
     ("shift_jis_to_jis", "Shift-JIS to JIS, file to file", "core_bench", "iconv(3)", "system_bench", 2.0, "MB/s",
@@ -69,6 +72,7 @@ def write_site(output):
     site = output / "site"
     site.mkdir()
     lines = ["[Gateway]", "TimeZone=xxx", "LocalCharSet=ISO-8859-1", f"TemporaryDirectory={output}",
+             f"QueueDirectory={output / 'queue'}",
              "[Options]", "Force1522Decoding=YES", ""]
     (site / "twmta.ini").write_text("\r\n".join(lines))
     time.sleep(3)
