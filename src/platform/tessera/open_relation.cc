@@ -27,6 +27,10 @@ std::string PathOf(std::string_view directory, std::string_view name, const char
   return path += extension;
 }
 
+bool IsSameFile(const os::FileStatus& a, const os::FileStatus& b) {
+  return a.device == b.device && a.inode == b.inode;
+}
+
 }  // namespace
 
 // ---- what this process keeps open
@@ -136,9 +140,8 @@ Status OpenRelation::Look(const std::string& path, Seen* seen) {
 }
 
 bool OpenRelation::IsUntouched(const Seen& before, const Seen& now) {
-  return before.shows_changes && before.status.device == now.status.device &&
-         before.status.inode == now.status.inode && before.status.size == now.status.size &&
-         before.status.changed == now.status.changed;
+  return before.shows_changes && IsSameFile(before.status, now.status) &&
+         before.status.size == now.status.size && before.status.changed == now.status.changed;
 }
 
 bool OpenRelation::IsGood(const Seen& data) const {
@@ -225,17 +228,18 @@ Status OpenRelation::Create(std::string_view directory, std::string_view name,
 
 bool OpenRelation::HasCurrentLock() const {
   const os::Result<os::FileStatus> found = os::StatusOf(index_path_);
-  return found && found.value.device == lock_->file().device &&
-         found.value.inode == lock_->file().inode;
+  return found && IsSameFile(found.value, lock_->file());
 }
 
-std::shared_ptr<OpenRelation> OpenRelation::Again() const {
-  std::shared_ptr<OpenRelation> again;
-  const Status status = Open(directory_, name_, &again);
-  const bool is_same = status == store::kOk &&
-                       again->data_.status.device == data_.status.device &&
-                       again->data_.status.inode == data_.status.inode;
-  return is_same ? again : nullptr;
+Status OpenRelation::Again(std::shared_ptr<OpenRelation>* again) const {
+  const Status status = Open(directory_, name_, again);
+  const bool is_another =
+      status == store::kNotOpen || status == store::kBufferTooShort ||
+      status == store::kNotOurFile ||
+      (status == store::kOk && !IsSameFile((*again)->data_.status, data_.status));
+  if (!is_another) return status;
+  *again = nullptr;
+  return store::kOk;
 }
 
 }  // namespace qob::tessera

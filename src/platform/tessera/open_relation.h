@@ -36,7 +36,7 @@ class OpenRelation {
   bool HasCurrentLock() const;
   // The same files opened anew, the index file made again; null when the record file is no longer
   // the one under its name. Throws std::bad_alloc.
-  std::shared_ptr<OpenRelation> Again() const;
+  store::Status Again(std::shared_ptr<OpenRelation>* again) const;
 
  private:
   class Kept;

@@ -78,15 +78,22 @@ Status Relation::TakeLock(bool shared, std::uint32_t timeout_ms) {
     shares_lock_ = shares;
     if (tries == kMostTries || relation_->HasCurrentLock()) return store::kOk;
     std::shared_ptr<OpenRelation> again;
-    try {
-      again = relation_->Again();
-    } catch (...) {
-      GiveUpLock();
-      throw;
-    }
-    if (again == nullptr) return store::kOk;  // this object's files have no names any more
+    const Status opened = OpenAgain(&again);
+    // What this object has open may have no names any more: its lock is then its own.
+    if (opened == store::kOk && again == nullptr) return store::kOk;
     GiveUpLock();
+    if (opened != store::kOk) return opened;
+    KeepPlace();
+    image_ = nullptr;  // it is of the connection that is let go
     relation_ = std::move(again);
+  }
+}
+
+Status Relation::OpenAgain(std::shared_ptr<OpenRelation>* again) {
+  try {
+    return relation_->Again(again);
+  } catch (const std::bad_alloc&) {
+    return store::kNoMemory;
   }
 }
 

@@ -56,6 +56,7 @@ class Relation {
   void StandOn(Found&& found);
   void KeepPlace();
   store::Status TakeLock(bool shared, std::uint32_t timeout_ms);
+  store::Status OpenAgain(std::shared_ptr<OpenRelation>* again);
   void GiveUpLock();
   store::RecordFile& file() { return relation_->file(); }
 
