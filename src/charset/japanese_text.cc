@@ -95,7 +95,9 @@ bool ConvertMessageFile(const char* path, bool repair) {
     LineReader reader;
     if (!reader.Open(path)) return Fail("fileopen failed.");
     const os::Result<std::int64_t> size = os::SizeOf(path);
-    if (!size || !JisToShiftJis(reader, size.value, repair, writer) || !writer.Close() ||
+    // On stable storage before it takes the message's place: a power cut leaves one or the other.
+    if (!size || !JisToShiftJis(reader, size.value, repair, writer) || !writer.Flush() ||
+        os::FlushFile(writer.handle()) != 0 || !writer.Close() ||
         os::CopyMode(path, copy.path()) != 0) {
       return Fail("JIS2ShiftJIS conversion failed.");
     }
