@@ -46,6 +46,7 @@ struct State {
   StableStorage storage;
   std::optional<Plan> plan;
   std::optional<End> end;
+  bool failed_flushes_write_all = false;
   std::vector<Done> log;
   Dice dice{1};
 };
@@ -142,7 +143,7 @@ int Sync(sqlite3_file* file, int) {
   File* const ours = Ours(file);
   const int error = Meet(Op::kSync, ours->role);
   if (ours->stable != nullptr) {
-    if (error != 0) {
+    if (error != 0 && !g_state->failed_flushes_write_all) {
       ours->stable->FailFlush(g_state->dice);
     } else {
       ours->stable->Flush();
@@ -291,6 +292,7 @@ void FaultLayer::Install(const std::string& directory) {
 void FaultLayer::FailAt(Op op, std::uint64_t nth, bool from_then_on, int error) {
   g_state->plan = State::Plan{op, nth, from_then_on, error, 0, false};
 }
+void FaultLayer::FailedFlushesWriteAll() { g_state->failed_flushes_write_all = true; }
 bool FaultLayer::HasFailed() { return g_state->plan && g_state->plan->has_failed; }
 void FaultLayer::FailNoMore() { g_state->plan.reset(); }
 

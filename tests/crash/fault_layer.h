@@ -64,6 +64,8 @@ class FaultLayer {
   // is SQLite's; for kName and kFlush EIO is given. A failed write has written half of its bytes; a
   // read that fails with SQLITE_IOERR_SHORT_READ has read half.
   static void FailAt(Op op, std::uint64_t nth, bool from_then_on, int error);
+  // A failed flush has brought everything to the disk all the same; otherwise each write by chance.
+  static void FailedFlushesWriteAll();
   static bool HasFailed();
   static void FailNoMore();
 

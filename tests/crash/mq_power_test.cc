@@ -10,7 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <map>
+#include <set>
 #include <span>
 #include <string>
 
@@ -143,9 +144,12 @@ std::multiset<std::string> RunCheck(const Bench& bench, const char* options) {
 // Leftovers are found, go to "corrupt", and nothing else does.
 std::string JudgeLeftovers(const Bench& bench, const QueueView& view, const Shared& shared) {
   std::set<std::uint32_t> left = view.ids();
+  std::map<std::uint32_t, int> whole;
   for (int i = 0; i < kSubmissions; ++i) {
     const Submission& one = shared.submissions[static_cast<std::size_t>(i)];
-    if (one.begun && view.JudgeWhole(one.id, i).empty()) left.erase(one.id);
+    if (!one.begun || !view.JudgeWhole(one.id, i).empty()) continue;
+    whole[one.id] = i;
+    left.erase(one.id);
   }
   std::multiset<std::string> expected;
   for (std::size_t i = 0; i < left.size(); ++i) expected.insert("orphan-file");
@@ -156,14 +160,11 @@ std::string JudgeLeftovers(const Bench& bench, const QueueView& view, const Shar
   }
   QueueView after(bench.spool().queue());
   std::string wrong = after.Read();
-  for (int i = 0; i < kSubmissions && wrong.empty(); ++i) {
-    const Submission& one = shared.submissions[static_cast<std::size_t>(i)];
-    if (one.begun && !left.contains(one.id)) wrong = after.JudgeWhole(one.id, i);
+  for (const auto& [id, number] : whole) {
+    if (wrong.empty()) wrong = after.JudgeWhole(id, number);
   }
-  for (const std::uint32_t id : left) {
-    if (wrong.empty() && after.ids().contains(id)) wrong = "repair leaves it in the queue";
-  }
-  return wrong;
+  return wrong.empty() && after.ids().size() != whole.size() ? "repair leaves it in the queue"
+                                                             : wrong;
 }
 
 // The queue as a fresh process finds it behind a boot.
@@ -257,6 +258,7 @@ struct Failure {
   const char* name;
   Op op;
   int error;  // SQLite's; see FaultLayer::FailAt
+  bool writes_all = false;
 };
 
 class FailingSubmission : public ::testing::TestWithParam<Failure> {};
@@ -266,6 +268,7 @@ int FailOnce(Bench& bench, const Failure& failure, std::uint64_t nth, bool from_
              Shared& shared) {
   if (!StartWork(bench)) return Wrong("no start");
   FaultLayer::FailAt(failure.op, nth, from_then_on, failure.error);
+  if (failure.writes_all) FaultLayer::FailedFlushesWriteAll();
   const bool all = SubmitAll(shared);
   const bool failed = FaultLayer::HasFailed();
   if (!failed) return all ? kRanToItsEnd : Wrong("refused by itself");
@@ -323,6 +326,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Failure{"Write", Op::kWrite, SQLITE_IOERR_WRITE},
                       Failure{"FullDisk", Op::kWrite, SQLITE_FULL},
                       Failure{"LogFlush", Op::kSync, SQLITE_IOERR_FSYNC},
+                      Failure{"LateFlush", Op::kSync, SQLITE_IOERR_FSYNC, true},
                       Failure{"Flush", Op::kFlush, 0}, Failure{"Name", Op::kName, 0},
                       Failure{"Read", Op::kRead, SQLITE_IOERR_READ},
                       Failure{"IndexLock", Op::kShmLock, SQLITE_IOERR_SHMLOCK}),
