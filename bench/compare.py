@@ -48,6 +48,8 @@ ROWS = [
     ("peer_getter", "a peer's value, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
     ("magic_lookup", "a file type, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
     ("ban_check", "a banned user, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s"),
+    ("relation_lookup", "a relation's record, opened per call", "lookup_bench", "SQLite", "sqlite_lookup_bench", 1.5, "1/s",
+     "ban_check"),
     ("base64_write", "base64 body writing, file to file", "library_bench", "GMime filter", "gmime_bench", 1.5, "MB/s"),
     ("quoted_printable_write", "quoted-printable text writing", "library_bench", "GMime filter", "gmime_bench", 1.5, "MB/s"),
     ("shift_jis_to_jis", "Shift-JIS to JIS, file to file", "core_bench", "iconv(3)", "system_bench", 2.0, "MB/s",

@@ -91,9 +91,26 @@ void BanCheck(benchmark::State& state) {
   LookUp(state, bench::BannedOf, [](const char* address, int) { return BanUserExist(address); });
 }
 
+// The same as the library itself does below the exported calls.
+void RelationLookup(benchmark::State& state) {
+  const std::string queue = (bench::OutputDirectory() / "queue").string();
+  LookUp(state, bench::BannedOf, [&](const char* address, int number) {
+    tesseraBase session;
+    Bans bans(session, queue);
+    if (bans.lock(false, 0xFFFFFFFF) != 0) return false;
+    bench::Print(bans.address, address, number);
+    const bool found = bans.get(0) == 0;
+    return bans.unlock() == 0 && found;
+  });
+}
+
 BENCHMARK(PeerGetter)->Name("peer_getter")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(MagicLookup)->Name("magic_lookup")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BanCheck)->Name("ban_check")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(RelationLookup)
+    ->Name("relation_lookup")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -52,8 +52,8 @@ class People : public tesRel {
 
   void Set(std::string_view name, std::string_view room = {}) {
     buffer = {};
-    std::memcpy(buffer.name, name.data(), std::min(name.size(), sizeof buffer.name));
-    std::memcpy(buffer.room, room.data(), std::min(room.size(), sizeof buffer.room));
+    name.copy(buffer.name, sizeof buffer.name);
+    room.copy(buffer.room, sizeof buffer.room);
   }
   std::string name() const { return {buffer.name, strnlen(buffer.name, sizeof buffer.name)}; }
   std::string room() const { return {buffer.room, strnlen(buffer.room, sizeof buffer.room)}; }
