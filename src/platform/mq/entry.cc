@@ -9,6 +9,7 @@
 #include "platform/os/directory.h"
 #include "platform/os/file.h"
 #include "platform/os/file_status.h"
+#include "platform/os/flush.h"
 #include "platform/os/process.h"
 #include "platform/spool/names.h"
 #include "platform/spool/new_id.h"
@@ -70,16 +71,11 @@ bool Entry::IsComplete() const {
   return status && status.value.kind == os::FileKind::kFile;
 }
 
-// Each through a descriptor of its own: a flush that failed is not asked for again.
 bool Entry::FlushFiles() const {
-  int error = os::FlushPath(message_file_);
-  if (error != 0) {
-    TellSystemFailure(kClose, message_file_, error);
-    return false;
-  }
-  error = os::FlushDirectory(directory_);
-  if (error != 0) TellSystemFailure(kClose, directory_, error);
-  return error == 0;
+  const os::FlushErrors errors = os::FlushWithDirectory(message_file_, directory_);
+  if (errors.file != 0) TellSystemFailure(kClose, message_file_, errors.file);
+  if (errors.directory != 0) TellSystemFailure(kClose, directory_, errors.directory);
+  return errors.file == 0 && errors.directory == 0;
 }
 
 bool Entry::Commit() {
