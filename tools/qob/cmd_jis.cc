@@ -21,7 +21,6 @@ namespace cli {
 namespace {
 
 constexpr const char* kSchema = "qob.jis/1";
-constexpr const char* kUtf8 = "utf-8";
 // The library takes a mark of so many bytes.
 constexpr std::size_t kLongestMark = 31;
 
@@ -48,14 +47,8 @@ void CheckOptions(const Arguments& arguments) {
   }
 }
 
-// One of two names, of either case.
 bool IsUtf8Asked(const Arguments& arguments, const std::string& option) {
-  std::string set = arguments.Value(option, "shift_jis");
-  std::transform(set.begin(), set.end(), set.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  if (set == kUtf8 || set == "utf8") return true;
-  if (set == "shift_jis" || set == "shift-jis" || set == "sjis") return false;
-  throw Failure(ExitCode::kUsage, option + " " + set + ": give shift_jis or utf-8");
+  return arguments.Value(option) == "utf-8";
 }
 
 // What goes from one file into a new one.
@@ -243,7 +236,6 @@ void Convert(const Text& text, const std::string& path) {
 ExitCode RunJisEncode(const Arguments& arguments) {
   CheckOptions(arguments);
   const std::string mark = MarkOf(arguments);
-  IsUtf8Asked(arguments, "--from");
   const PrivateSite site(arguments.Has("--verbose"));
   // In quotes, so that blanks around it and quotes of its own stay.
   site.Set("Options", "InvalidCharacterMark", mark.empty() ? "" : "\"" + mark + "\"");
