@@ -6,7 +6,7 @@ import subprocess
 from tool import PAGES, SOURCE, ToolTest, has_program, read
 
 COMMANDS = ["parse", "extract", "header", "build", "send", "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
-            "jis encode", "jis decode", "jis check", "config show", "config get", "config set", "config check",
+            "config show", "config get", "config set", "config check", "jis encode", "jis decode", "jis check",
             "queue list", "queue show", "queue stats", "queue shape", "queue recipients", "queue reasons", "queue watch",
             "queue retry", "queue hold", "queue release", "queue remove", "queue move", "queue lock", "queue unlock", "queue check",
             "channel list", "channel show", "channel drain"]
