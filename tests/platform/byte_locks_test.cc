@@ -118,8 +118,8 @@ TEST_F(ByteLocksTest, NeedARegularFileThatStands) {
 TEST_F(ByteLocksTest, WhereTheFileMayOnlyBeReadTheyAreShared) {
   if (geteuid() != 0) GTEST_SKIP() << "needs two users";
   std::filesystem::permissions(spool_.root(), std::filesystem::perms::all);
-  std::filesystem::permissions(Path(), std::filesystem::perms::owner_all |
-                                           std::filesystem::perms::others_read);
+  std::filesystem::permissions(
+      Path(), std::filesystem::perms::owner_all | std::filesystem::perms::others_read);
   const int result = WithoutPrivileges([&] {
     const auto locks = Open();
     if (locks == nullptr || locks->may_be_alone()) return 1;

@@ -58,8 +58,8 @@ class Trial {
   // A failure has one of the fault's statuses; what follows from an earlier one is 3, 4, 8, 17 or
   // 59.
   dbError Note(const char* operation, dbError status) {
-    static const std::set<dbError> consequences = {kDone, kNotOpenNow, kNoMatch, kNothingToActOn,
-                                                   kNoMoreRecords, kStandsAlready};
+    static const std::set<dbError> consequences = {kDone,           kNotOpenNow,    kNoMatch,
+                                                   kNothingToActOn, kNoMoreRecords, kStandsAlready};
     if (consequences.count(status) == 0 && statuses_.count(status) == 0) {
       std::fprintf(stderr, "%s gave %d\n", operation, status);
       wrong_ = true;
@@ -143,8 +143,8 @@ class Trial {
       if (!is_there && ledger_.perhaps.count(text) == 0) return Say("never written", text);
     }
     for (const auto& [name, room] : ledger_.there) {
-      const bool may_differ = ledger_.perhaps.lower_bound(name + "/") !=
-                              ledger_.perhaps.lower_bound(name + "0");
+      const bool may_differ =
+          ledger_.perhaps.lower_bound(name + "/") != ledger_.perhaps.lower_bound(name + "0");
       if (met.count(name) == 0 && ledger_.perhaps.count("-" + name) == 0) return Say("lost", name);
       if (met.count(name) != 0 && met[name] != room && !may_differ) return Say("changed", name);
     }
@@ -177,7 +177,8 @@ class Trial {
 };
 
 // Trials with the n-th call failing, for every n, each in a process of its own.
-void TryEach(const std::function<int(std::uint64_t nth, bool from_then_on)>& trial, bool once_only) {
+void TryEach(const std::function<int(std::uint64_t nth, bool from_then_on)>& trial,
+             bool once_only) {
   for (const bool from_then_on : {false, true}) {
     if (from_then_on && once_only) break;
     for (std::uint64_t nth = 1;; nth += nth < 60 ? 1 : 7) {
@@ -253,20 +254,13 @@ struct Refusal {
 
 const std::vector<Refusal>& Refusals() {
   static const std::vector<Refusal> all = {
-      {os::Call::kOpen, EMFILE, {87}},
-      {os::Call::kOpen, EACCES, {46}},
-      {os::Call::kOpen, ENOMEM, {101}},
-      {os::Call::kRead, EIO, {2}},
-      {os::Call::kWrite, ENOSPC, {18}},
-      {os::Call::kWrite, EIO, {2}},
-      {os::Call::kClose, EIO, {2}},
-      {os::Call::kStat, EIO, {2}},
-      {os::Call::kFlush, EIO, {2}},
-      {os::Call::kRename, EIO, {2}},
-      {os::Call::kRename, ENOSPC, {18}},
-      {os::Call::kRemove, EIO, {2, Trial::kLeavesFiles}},
-      {os::Call::kAccess, EACCES, {46}},
-      {os::Call::kLock, ENOLCK, {2}},
+      {os::Call::kOpen, EMFILE, {87}},   {os::Call::kOpen, EACCES, {46}},
+      {os::Call::kOpen, ENOMEM, {101}},  {os::Call::kRead, EIO, {2}},
+      {os::Call::kWrite, ENOSPC, {18}},  {os::Call::kWrite, EIO, {2}},
+      {os::Call::kClose, EIO, {2}},      {os::Call::kStat, EIO, {2}},
+      {os::Call::kFlush, EIO, {2}},      {os::Call::kRename, EIO, {2}},
+      {os::Call::kRename, ENOSPC, {18}}, {os::Call::kRemove, EIO, {2, Trial::kLeavesFiles}},
+      {os::Call::kAccess, EACCES, {46}}, {os::Call::kLock, ENOLCK, {2}},
       {os::Call::kMode, EPERM, {46}},
   };
   return all;
@@ -353,8 +347,8 @@ TEST_F(TesseraMemory, MakingGives101OrMakesAWholeRelation) {
   std::string name = "made";
   FailEachAllocation(
       [&] {
-        status = tesRel::create(directory_.c_str(), name.c_str(), sizeof(Person), kKeyAt,
-                                kKeyBytes, true);
+        status = tesRel::create(directory_.c_str(), name.c_str(), sizeof(Person), kKeyAt, kKeyBytes,
+                                true);
       },
       [&](bool triggered) {
         ASSERT_TRUE(status == kDone || (triggered && status == 101)) << status;
@@ -390,7 +384,8 @@ TEST_F(TesseraMemory, TheIndexFileIsMadeAgainOrStaysMissing) {
 
 TEST_F(TesseraMemory, LookUpsGive101AndLeaveTheBufferAlone) {
   const auto forget = [&] { people_->Set("BOB", "sought"); };
-  FailEach(forget, [&] { return people_->get(0); }, all_, all_);
+  FailEach(
+      forget, [&] { return people_->get(0); }, all_, all_);
   dbError status = -1;
   std::string met;
   // Also while records come to be kept in memory.

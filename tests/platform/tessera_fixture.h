@@ -88,9 +88,9 @@ using Texts = std::vector<std::string>;
 class Tessera : public ::testing::Test {
  protected:
   void Make(bool duplicates = true, const char* name = "people") const {
-    ASSERT_EQ(tesRel::create(Directory().c_str(), name, sizeof(Person), kKeyAt, kKeyBytes,
-                             duplicates),
-              kDone);
+    ASSERT_EQ(
+        tesRel::create(Directory().c_str(), name, sizeof(Person), kKeyAt, kKeyBytes, duplicates),
+        kDone);
   }
   std::string Directory() const { return spool_.queue(); }
   std::string Data(const char* name = "people") const { return Directory() + "/" + name + ".db"; }

@@ -44,7 +44,8 @@ TEST_F(TesseraOpen, MakesTwoFilesOfWhichTheSecondDescribesTheFirst) {
   Make();
   const std::string index = TempSpool::Read(Index());
   ASSERT_EQ(index.size(), 64u);
-  EXPECT_EQ(index.substr(0, 24), "QOBRELN1" + Bytes({64, 0, 0, 0, 4, 0, 0, 0, 16, 0, 0, 0, 1, 0, 0, 0}));
+  EXPECT_EQ(index.substr(0, 24),
+            "QOBRELN1" + Bytes({64, 0, 0, 0, 4, 0, 0, 0, 16, 0, 0, 0, 1, 0, 0, 0}));
   EXPECT_EQ(index.substr(40), "people" + std::string(18, '\0'));
   EXPECT_NE(TempSpool::Read(Data()).find(index.substr(24, 16)), std::string::npos)
       << "the identity stands in the record file";
@@ -97,14 +98,15 @@ TEST_F(TesseraOpen, RefusesRecordsAndKeysThatAreNone) {
   const struct {
     std::uint32_t record, key_at, key_bytes;
     dbError status;
-  } cases[] = {{0, 0, 0, 41},   {64, 0, 0, 41},      {64, 64, 1, 41},     {64, 60, 5, 41},
-               {64, 65, 1, 41}, {65536, 0, 16, 41},  {64, 0xFFFFFFFF, 2, 41},
-               {64, 1, 0xFFFFFFFF, 41}, {65535, 65534, 1, 0}, {1, 0, 1, 0}, {64, 60, 4, 0}};
+  } cases[] = {
+      {0, 0, 0, 41},        {64, 0, 0, 41},     {64, 64, 1, 41},         {64, 60, 5, 41},
+      {64, 65, 1, 41},      {65536, 0, 16, 41}, {64, 0xFFFFFFFF, 2, 41}, {64, 1, 0xFFFFFFFF, 41},
+      {65535, 65534, 1, 0}, {1, 0, 1, 0},       {64, 60, 4, 0}};
   int number = 0;
   for (const auto& one : cases) {
     const std::string name = "r" + std::to_string(number++);
-    EXPECT_EQ(tesRel::create(directory.c_str(), name.c_str(), one.record, one.key_at,
-                             one.key_bytes, true),
+    EXPECT_EQ(tesRel::create(directory.c_str(), name.c_str(), one.record, one.key_at, one.key_bytes,
+                             true),
               one.status)
         << one.record << " " << one.key_at << " " << one.key_bytes;
     EXPECT_EQ(fs::exists(Data(name.c_str())), one.status == kDone);
@@ -287,10 +289,10 @@ TEST_F(TesseraOpen, AFileThatWasCutIsRefused) {
   }
   tessera::OpenRelation::CloseKept();
   const std::string good = TempSpool::Read(Data());
-  for (std::size_t size : {std::size_t{1}, std::size_t{15}, std::size_t{16}, std::size_t{64},
-                           std::size_t{99}, std::size_t{100}, std::size_t{101}, std::size_t{4095},
-                           std::size_t{4096}, std::size_t{4097}, good.size() / 2,
-                           good.size() - 4096, good.size() - 1}) {
+  for (std::size_t size :
+       {std::size_t{1}, std::size_t{15}, std::size_t{16}, std::size_t{64}, std::size_t{99},
+        std::size_t{100}, std::size_t{101}, std::size_t{4095}, std::size_t{4096}, std::size_t{4097},
+        good.size() / 2, good.size() - 4096, good.size() - 1}) {
     for (const char* suffix : {"-wal", "-shm", "-gate"}) fs::remove(Data() + suffix);
     TempSpool::Write(Data(), good.substr(0, size));
     EXPECT_EQ(Opening(), kRefused) << size;
@@ -315,11 +317,11 @@ TEST_F(TesseraOpen, WhoMayOnlyReadReadsAndChangesNothing) {
   if (geteuid() != 0) GTEST_SKIP() << "needs two users";
   MakeWithOne();
   fs::permissions(spool_.root(), fs::perms::all);
-  fs::permissions(Directory(), fs::perms::owner_all | fs::perms::others_read |
-                                   fs::perms::others_exec);
+  fs::permissions(Directory(),
+                  fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
   for (const fs::directory_entry& entry : fs::directory_iterator(Directory())) {
-    fs::permissions(entry.path(), fs::perms::owner_read | fs::perms::owner_write |
-                                      fs::perms::others_read);
+    fs::permissions(entry.path(),
+                    fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
   }
   const int result = WithoutPrivileges([&] {
     tesseraBase session;
@@ -404,7 +406,8 @@ TEST_F(TesseraOpen, NotMoreThanAFewStayOpen) {
     People people(session_, Directory(), name.c_str());
     ASSERT_EQ(people.Add("alice"), kDone);
   }
-  constexpr std::size_t kFilesOfOne = 5;  // the record file, its log, index and gate, the index file
+  constexpr std::size_t kFilesOfOne =
+      5;  // the record file, its log, index and gate, the index file
   EXPECT_LE(OpenDescriptors(), before + tessera::kMostKept * kFilesOfOne);
   for (int i = 0; i < 30; ++i) EXPECT_EQ(Opening(("r" + std::to_string(i)).c_str()), kDone);
   tessera::OpenRelation::CloseKept();

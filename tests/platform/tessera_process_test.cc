@@ -228,9 +228,9 @@ TEST_F(TesseraProcess, AnObjectDoesNotOutliveAForkAndAFreshOneWorks) {
   ASSERT_EQ(people.first(), kDone);
   EXPECT_EQ(InChild([&] {
               const dbError statuses[] = {
-                  people.next(), people.first(), people.Get("alice"), people.find(), people.put(),
-                  people.del(),  people.add(),   people.begin(0),     people.end(), people.attach(-1),
-                  people.lock(false, 0), people.unlock()};
+                  people.next(), people.first(),    people.Get("alice"),   people.find(),
+                  people.put(),  people.del(),      people.add(),          people.begin(0),
+                  people.end(),  people.attach(-1), people.lock(false, 0), people.unlock()};
               for (const dbError status : statuses) {
                 if (status != kNotOpenNow) return 1;
               }

@@ -125,9 +125,7 @@ class TesseraRandom : public Tessera, public ::testing::WithParamInterface<std::
  protected:
   static constexpr int kObjects = 3;
 
-  int Below(int limit) {
-    return static_cast<int>(random_() % static_cast<std::uint32_t>(limit));
-  }
+  int Below(int limit) { return static_cast<int>(random_() % static_cast<std::uint32_t>(limit)); }
   Person AnyPerson() {
     Person person;
     const std::string name(static_cast<std::size_t>(Below(3)), static_cast<char>('a' + Below(6)));
@@ -138,9 +136,7 @@ class TesseraRandom : public Tessera, public ::testing::WithParamInterface<std::
   }
   // The operation's name and both results.
   void Step(People& real, Expected& expected);
-  void Compare(const char* name, dbError got, dbError wanted) {
-    ASSERT_EQ(got, wanted) << name;
-  }
+  void Compare(const char* name, dbError got, dbError wanted) { ASSERT_EQ(got, wanted) << name; }
 
   std::mt19937 random_;
 };

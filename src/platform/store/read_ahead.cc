@@ -4,7 +4,9 @@
 
 namespace qob::store {
 
-bool ReadAhead::IsUnchanged() const { return header_ != nullptr && ReadLogHeader(header_) == seen_; }
+bool ReadAhead::IsUnchanged() const {
+  return header_ != nullptr && ReadLogHeader(header_) == seen_;
+}
 
 bool ReadAhead::StandsAt(int index, std::string_view key, std::int64_t number) const {
   return number_ != 0 && index == index_ && number == number_ && key == key_;

@@ -176,12 +176,11 @@ Relation::Found Relation::FindFirst() {
 Relation::Found Relation::FindNext() {
   Found found;
   if (const store::Image* image = CurrentImage()) {
-    found.row = place_row_ != Found::kNoRow ? place_row_ + 1
-                                            : image->At(place_key_, place_number_ + 1);
+    found.row =
+        place_row_ != Found::kNoRow ? place_row_ + 1 : image->At(place_key_, place_number_ + 1);
     found.status = found.row < image->size() ? store::kOk : store::kEndOfFile;
   } else {
-    found.status =
-        file().Next(kOnlyIndex, place_key_, place_number_, &found.entry, loaded_);
+    found.status = file().Next(kOnlyIndex, place_key_, place_number_, &found.entry, loaded_);
   }
   return found;
 }
@@ -279,8 +278,8 @@ Status Relation::Put() {
 Status Relation::Delete() {
   return Do([&] {
     if (!has_current_) return store::kNoPosition;
-    const Status status = file().Delete(
-        {.number = current_number_, .version = current_version_, .key = {}});
+    const Status status =
+        file().Delete({.number = current_number_, .version = current_version_, .key = {}});
     if (status == store::kOk) has_current_ = false;
     return status;
   });

@@ -73,7 +73,8 @@ Status RelationLock::Table::Open(const std::string& path, std::shared_ptr<Relati
   std::erase_if(locks_, [](const auto& entry) { return entry.expired(); });
   locks_.reserve(locks_.size() + 1);
   os::Result<std::unique_ptr<os::ByteLocks>> opened = os::ByteLocks::Open(path);
-  if (!opened) return opened.error == ELOOP ? store::kNotOurFile : store::StatusOfError(opened.error);
+  if (!opened)
+    return opened.error == ELOOP ? store::kNotOurFile : store::StatusOfError(opened.error);
   *lock = Known(opened.value->file());  // put there in between
   if (*lock != nullptr) {
     (*lock)->spare_.push_back(std::move(opened.value));
@@ -174,8 +175,7 @@ void RelationLock::GiveUp(bool shared) {
 
 Status RelationLock::AskOthers(bool shared, const Deadline& deadline) {
   const bool alone_at_door = bytes_->may_be_alone();
-  Status status =
-      AskFor(kDoor, alone_at_door ? os::Hold::kAlone : os::Hold::kShared, deadline);
+  Status status = AskFor(kDoor, alone_at_door ? os::Hold::kAlone : os::Hold::kShared, deadline);
   if (status != store::kOk) return status;
   status = AskFor(kRoom, shared ? os::Hold::kShared : os::Hold::kAlone, deadline);
   bytes_->GiveUp(kDoor);
