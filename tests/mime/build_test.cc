@@ -7,6 +7,7 @@
 #include <qob3xapi/frame.h>
 #include <qob3xapi/mimebuild.h>
 
+#include "build_support.h"
 #include "mime/header_values.h"
 #include "platform/os/process.h"
 #include "support/captured_log.h"
@@ -18,24 +19,8 @@ namespace qob {
 namespace {
 
 using testing::CapturedLog;
+using testing::List;
 using testing::TempSpool;
-
-// A list of texts on the stack of a test.
-class List {
- public:
-  List(std::initializer_list<const char*> texts) {
-    for (const char* text : texts) texts_.emplace_back(text);
-    nodes_.resize(texts_.size());
-    for (std::size_t i = 0; i < nodes_.size(); ++i) {
-      nodes_[i] = {texts_[i].data(), i + 1 < nodes_.size() ? &nodes_[i + 1] : nullptr};
-    }
-  }
-  operator ms*() { return nodes_.data(); }
-
- private:
-  std::vector<std::string> texts_;
-  std::vector<ms> nodes_;
-};
 
 constexpr char kConnection[] = "[Connection]\nGatewayHostName=host\nGatewayDomain=example.org\n";
 
