@@ -3,7 +3,6 @@
 // finding it and with all its bytes; what was refused is not there; the rest is there wholly or not
 // at all, and what is left over is found by `qob queue check` and mended.
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -22,6 +21,7 @@
 
 #include "crash/fault_layer.h"
 #include "crash/ledger.h"
+#include "crash/queue_check.h"
 #include "crash/submission.h"
 #include "platform/store/record_file.h"
 #include "support/temp_spool.h"
@@ -77,10 +77,6 @@ class Bench {
   void Put(const std::string& directory) {
     fs::remove_all(spool_.queue());
     fs::copy(directory, spool_.queue());
-    fs::permissions(spool_.queue(), fs::perms::owner_all);
-    for (const auto& file : fs::directory_iterator(spool_.queue())) {
-      fs::permissions(file.path(), fs::perms::owner_read | fs::perms::owner_write);
-    }
   }
   std::string Images() const { return spool_.path("images"); }
   std::string Image(Loss loss) const { return Images() + "/" + NameOf(loss); }
@@ -96,7 +92,6 @@ class Bench {
 };
 
 bool StartWork(const Bench& bench) {
-  umask(077);
   store::SetLogLimitPages(kLogLimit);
   FaultLayer::Install(bench.spool().queue());
   return InitQOBDll("submit") == 1;
@@ -119,26 +114,8 @@ bool SubmitAll(Shared& shared) {
 
 // ---- afterwards
 
-// The words of what `qob queue check` finds, but that memory is no place for a queue; "-1" when it
-// fails.
 std::multiset<std::string> RunCheck(const Bench& bench, const char* options) {
-  const std::string out = bench.spool().path("check.json");
-  const std::string command = std::string("QOB_CONFIG_DIR='") + bench.spool().config() + "' '" +
-                              QOB_PROGRAM + "' queue check --json " + options + " > '" + out +
-                              "' 2>&1";
-  const int status = std::system(command.c_str());
-  std::multiset<std::string> found;
-  if (!WIFEXITED(status) || (WEXITSTATUS(status) != 0 && WEXITSTATUS(status) != 65)) {
-    found.insert("-1");
-  }
-  const std::string text = testing::TempSpool::Read(out);
-  const std::string mark = "\"finding\":";
-  for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + 1)) {
-    const std::size_t begin = text.find('"', at + mark.size()) + 1;
-    const std::string word = text.substr(begin, text.find('"', begin) - begin);
-    if (word != "volatile") found.insert(word);
-  }
-  return found;
+  return RunQueueCheck(bench.spool().config(), bench.spool().root(), options);
 }
 
 // Leftovers are found, go to "corrupt", and nothing else does.

@@ -277,6 +277,17 @@ std::string QueueView::JudgeNothing(std::uint32_t id) const {
   return GetMQEnvelope(id) == nullptr ? "" : "it has an envelope";
 }
 
+std::string QueueView::JudgeLeaving(std::uint32_t id, int number) const {
+  const auto at = found_.find(id);
+  if (at == found_.end()) return "";
+  const Found& found = at->second;
+  const bool all = found.heads == 1 && found.file &&
+                   found.recipients == static_cast<int>(RecipientsOf(number).size());
+  const bool none = found.heads == 0 && found.recipients == 0 && found.filtered == 0 &&
+                    found.unfiltered == 0 && found.channels.empty();
+  return all || none ? "" : "its records are there in part";
+}
+
 std::string QueueView::Judge(const Submission& one, int number) const {
   if (!one.begun) return "";
   std::string whole = JudgeWhole(one.id, number);

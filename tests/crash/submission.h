@@ -47,6 +47,9 @@ class QueueView {
   std::string JudgeWhole(std::uint32_t id, int number) const;
   // Nothing but a message file; "" or what stands.
   std::string JudgeNothing(std::uint32_t id) const;
+  // Somebody was taking it out of the queue: its records stand all together or not at all, and its
+  // file as long as they do.
+  std::string JudgeLeaving(std::uint32_t id, int number) const;
   // What may be found of it after what its submitter was told; "" or what is wrong.
   std::string Judge(const Submission& one, int number) const;
 
