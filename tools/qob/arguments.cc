@@ -1,7 +1,6 @@
 // The table of commands as a CLI11 application.
 #include "arguments.h"
 
-#include <charconv>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -22,11 +21,6 @@ struct Slots {
 };
 
 constexpr int kManyOperands = 1 << 28;
-
-Failure UsageFailure(const std::string& what, const std::string& command) {
-  return Failure(ExitCode::kUsage,
-                 what + "; see 'qob " + command + (command.empty() ? "" : " ") + "--help'");
-}
 
 void AddOption(const OptionRow& row, Slots* slots) {
   const std::string name(LongName(row));
@@ -145,44 +139,6 @@ bool Application::Finish(Slots* chosen, Arguments* arguments, std::string* print
 }
 
 }  // namespace
-
-void CheckOperands(const CommandRow& command, const std::vector<std::string>& given) {
-  std::size_t most = 0;
-  std::size_t least = 0;
-  for (const OperandRow& operand : command.operands) {
-    if (given.size() < least + static_cast<std::size_t>(operand.least))
-      throw UsageFailure(std::string(operand.name) + " is missing", command.name);
-    least += static_cast<std::size_t>(operand.least);
-    most = operand.most < 0 ? given.size() : most + static_cast<std::size_t>(operand.most);
-  }
-  if (given.size() > most)
-    throw UsageFailure("\"" + given[most] + "\" is one operand too many", command.name);
-}
-
-std::string Arguments::Value(std::string_view option, std::string_view otherwise) const {
-  const auto found = values.find(option);
-  return found == values.end() || found->second.empty() ? std::string(otherwise)
-                                                        : found->second.back();
-}
-
-std::vector<std::string> Arguments::All(std::string_view option) const {
-  const auto found = values.find(option);
-  return found == values.end() ? std::vector<std::string>() : found->second;
-}
-
-std::vector<int> Arguments::Numbers(std::string_view option) const {
-  std::vector<int> numbers;
-  for (const std::string& text : All(option)) {
-    int number = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < 0) {
-      throw Failure(ExitCode::kUsage, std::string(option) + " " + text +
-                                          ": not a part number; 'qob parse' shows them");
-    }
-    numbers.push_back(number);
-  }
-  return numbers;
-}
 
 bool ParseArguments(int count, char** words, Arguments* arguments, std::string* printed) {
   if (const auto answer = mail::ParseMailWords(count, words, arguments, printed)) return *answer;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command_table.h"
+#include "failure.h"
 
 namespace cli {
 
@@ -26,6 +27,8 @@ class Arguments {
   std::vector<int> Numbers(std::string_view option) const;
 };
 
+// The line that a usage failure gives.
+Failure UsageFailure(const std::string& what, const std::string& command);
 // Too few or too many operands are a usage failure that names them as the table does.
 void CheckOperands(const CommandRow& command, const std::vector<std::string>& given);
 

@@ -5,7 +5,6 @@
 
 #include "../config_keys.h"
 #include "../failure.h"
-#include "../output_file.h"
 #include "../system.h"
 #include "../utf8.h"
 #include "values.h"
@@ -130,7 +129,7 @@ Attachment PlainAttachment(const std::string& file) {
     throw Failure(ExitCode::kUsage, "--attach " + file + ": give the name of a file");
   Attachment part;
   part.file = file;
-  std::string name = LastComponent(file);
+  const std::string name = file.substr(file.find_last_of('/') + 1);
   part.name =
       IsUtf8(name) && name.find_first_of("\r\n") == std::string::npos ? name : Repaired(name);
   std::replace_if(
