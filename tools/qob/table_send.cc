@@ -73,8 +73,7 @@ constexpr ExampleRow kBuildExamples[] = {
      "a text from standard input and a file"},
     {"qob build --from ann@example.org --to bob@example.net --text Hello -o message.eml",
      "a short message to a file"},
-    {"qob build --multipart related --body page.html --type text/html "
-     "--part id=logo,file=logo.png -o page.eml",
+    {"qob build --type text/html --multipart related --part id=logo,file=a.png < page.html",
      "a page that shows its picture as cid:logo"},
 };
 

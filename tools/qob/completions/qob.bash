@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode config jis queue channel' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode init config jis magic peer ban queue channel' -- "$word"))
     return
   fi
   case "$command" in
@@ -31,6 +31,27 @@ _qob() {
     config)
       if ((COMP_CWORD == 2)); then
         COMPREPLY=($(compgen -W 'show get set check' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    magic)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'list find add update remove import export' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    peer)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'list get set remove explain' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    ban)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'list add remove check' -- "$word"))
         return
       fi
       command+=" ${COMP_WORDS[2]}"
@@ -212,6 +233,17 @@ _qob() {
         COMPREPLY=($(compgen -f -- "$word"))
       fi
       ;;
+    'init')
+      case "$before" in
+        --host) COMPREPLY=(); return ;;
+        --domain) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '--host --domain --json -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -d -- "$word"))
+      fi
+      ;;
     'config show')
       case "$before" in
         -f|--file) COMPREPLY=($(compgen -f -- "$word")); return ;;
@@ -282,6 +314,172 @@ _qob() {
         COMPREPLY=($(compgen -W '-a --always -R --repair -n --dry-run --json -v --verbose -h --help' -- "$word"))
       else
         COMPREPLY=($(compgen -f -- "$word"))
+      fi
+      ;;
+    'magic list')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'magic find')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-m --mac -q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'magic add')
+      case "$before" in
+        -e|--encoding) COMPREPLY=($(compgen -W 'base64 quoted-printable 8bit 7bit' -- "$word")); return ;;
+        -m|--mac) COMPREPLY=(); return ;;
+        -t|--text) COMPREPLY=(); return ;;
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-e --encoding -m --mac -t --text -q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'magic update')
+      case "$before" in
+        -e|--encoding) COMPREPLY=($(compgen -W 'base64 quoted-printable 8bit 7bit' -- "$word")); return ;;
+        -m|--mac) COMPREPLY=(); return ;;
+        -t|--text) COMPREPLY=(); return ;;
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-e --encoding -m --mac -t --text -q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'magic remove')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'magic import')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
+      fi
+      ;;
+    'magic export')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'peer list')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'peer get')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'peer set')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'peer remove')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'peer explain')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'ban list')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'ban add')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'ban remove')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'ban check')
+      case "$before" in
+        -q|--queue) COMPREPLY=($(compgen -d -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-q --queue --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
       fi
       ;;
     'queue list')
