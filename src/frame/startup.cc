@@ -19,6 +19,7 @@
 #include "platform/os/profile.h"
 #include "platform/os/thread_slot.h"
 #include "platform/spool/site.h"
+#include "platform/tessera/kept.h"
 
 namespace qob {
 namespace {
@@ -82,6 +83,7 @@ void Stop() {
   TerminateLineIO();
   Terminate822Parser();
   os::ReleaseThreadSlot();
+  tessera::CloseKept();
   ready = false;
   ready_without_queue = false;
 }

@@ -5,8 +5,12 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+#include <qobplatform/tessera.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
 #include <string>
 
 #include "contract/from_c.h"
@@ -127,6 +131,65 @@ TEST_F(Contract, TakesNullWhereReleasesDo) {
   MimeFreeFile(nullptr);
   EXPECT_EQ(MimeParseMessage(nullptr, 0, nullptr), -1);
   EXPECT_EQ(QOB_getline(-1, nullptr), -1);
+}
+
+// A relation's record as a program declares it, in a class whose base lies in the other library.
+class Rooms : public tesRel {
+ public:
+  Rooms(tesseraBase& session, const std::string& directory)
+      : tesRel(session, directory.c_str(), "rooms") {
+    attach(-1);
+  }
+  struct {
+    char name[16];
+    char use[16];
+  } room = {};
+
+ protected:
+  void* record() override { return &room; }
+  uint32_t recordSize() const override { return sizeof room; }
+};
+
+std::size_t OpenDescriptors() {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    ++count;
+  }
+  return count;
+}
+
+TEST_F(Contract, ProgramsDeriveTheirRelations) {
+  const std::string directory = spool_.queue();
+  ASSERT_EQ(tesRel::create(directory.c_str(), "rooms", 32, 0, 16, false), 0);
+  tesseraBase session;
+  const std::unique_ptr<tesRel> base = std::make_unique<Rooms>(session, directory);
+  Rooms* const rooms = dynamic_cast<Rooms*>(base.get());
+  ASSERT_NE(rooms, nullptr);
+  ASSERT_EQ(rooms->status(), 0);
+  std::strcpy(rooms->room.name, "attic");
+  ASSERT_EQ(rooms->lock(false, 0xFFFFFFFF), 0);
+  EXPECT_EQ(rooms->add(), 0);
+  EXPECT_EQ(rooms->add(), 5);
+  EXPECT_EQ(rooms->begin(0), 0);
+  EXPECT_EQ(rooms->first(), 0);
+  EXPECT_EQ(rooms->next(), 17);
+  EXPECT_EQ(rooms->end(), 0);
+  EXPECT_EQ(rooms->unlock(), 0);
+  std::strcpy(rooms->room.name, "ATTIC");
+  EXPECT_EQ(rooms->get(0), 0);
+  EXPECT_STREQ(rooms->room.name, "attic");
+}
+
+TEST_F(Contract, TerminatingClosesTheRelationsThatStayOpen) {
+  TerminateQOBDll();
+  const std::size_t before = OpenDescriptors();
+  EXPECT_EQ(InitQOBDll_NOMQ("contract"), 1);
+  ASSERT_EQ(tesRel::create(spool_.queue().c_str(), "rooms", 32, 0, 16, false), 0);
+  tesseraBase session;
+  EXPECT_EQ(Rooms(session, spool_.queue()).status(), 0);
+  EXPECT_GT(OpenDescriptors(), before);
+  TerminateQOBDll();
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
 }  // namespace

@@ -44,7 +44,8 @@ ALLOWED = {
     "db": ["frame/config", "platform/os", "platform/spool", "platform/store", "platform/tessera"],
     "notify": ["charset", "db", "frame/config", "lineio", "mime", "platform/mq", "platform/os", "platform/spool", "queue", "rfc822",
                "util"],
-    "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "rfc822"],
+    "frame/startup": ["frame/config", "lineio", "platform/log", "platform/mq", "platform/os", "platform/spool", "platform/tessera",
+                      "rfc822"],
 }
 
 # The files of frame/ that are not of its configuration end.

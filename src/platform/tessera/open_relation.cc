@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "platform/os/process.h"
 #include "platform/spool/store_settings.h"
+#include "platform/tessera/kept.h"
 
 namespace qob::tessera {
 
@@ -121,6 +123,13 @@ void OpenRelation::Kept::Close() {
 }
 
 void OpenRelation::CloseKept() { Kept::OfThisProcess().Close(); }
+
+void CloseKept() {
+  try {
+    OpenRelation::CloseKept();
+  } catch (const std::bad_alloc&) {  // of a table that is not there: nothing is kept
+  }
+}
 
 // ---- opening
 
