@@ -66,6 +66,25 @@ TEST_F(StoreSeed, AppearsWithAllItsRecords) {
                                                "records.btr-wal"}));
 }
 
+// Somebody has worked on the seed: its file alone lacks what he did.
+TEST_F(StoreSeed, AppearsWithWhatItsLogHolds) {
+  const std::string before = TempSpool::Read(Seed());
+  {
+    FilePointer file;
+    ASSERT_EQ(RecordFile::Open(Seed(), {}, &file), kOk);
+    Entry entry;
+    ASSERT_EQ(file->Insert(SmallRecord("late", 1).bytes, &entry), kOk);
+  }
+  ASSERT_EQ(TempSpool::Read(Seed()), before);
+  const std::string log = TempSpool::Read(Seed() + "-wal");
+  ASSERT_FALSE(log.empty());
+  ASSERT_EQ(Place(), kOk);
+  EXPECT_EQ(fs::file_size(Path() + "-wal"), 0u) << "the copy's file holds all of it";
+  EXPECT_EQ(Records(), kSeedRecords + 1);
+  EXPECT_EQ(TempSpool::Read(Seed()), before) << "the seed is only read";
+  EXPECT_EQ(TempSpool::Read(Seed() + "-wal"), log);
+}
+
 TEST_F(StoreSeed, BelongsToTheOwnerAloneWhateverTheSeedsMode) {
   ASSERT_EQ(Place(), kOk);
   for (const char* suffix : {"", "-wal", "-shm"}) {

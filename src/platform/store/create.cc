@@ -257,11 +257,23 @@ Status CopyBytes(const std::string& from, const std::string& to) {
   }
 }
 
+// A seed that somebody has worked on has a part of its records in its log.
+Status CopyLog(const std::string& seed, const std::string& name, bool* copied) {
+  const auto log = os::StatusOf(seed + "-wal");
+  *copied = log && log.value.size > 0;
+  if (!*copied) return kOk;
+  const Status status = StatusOfError(os::MakeEmptyFile(name + "-wal"));
+  return status == kOk ? CopyBytes(seed + "-wal", name + "-wal") : status;
+}
+
 Status CopySeed(const std::string& seed, const std::string& name) {
-  const Status status = CopyBytes(seed, name);
+  bool has_log = false;
+  Status status = CopyBytes(seed, name);
+  if (status == kOk) status = CopyLog(seed, name, &has_log);
   if (status != kOk) return status;
   std::shared_ptr<RecordFile> file;
-  return RecordFile::Open(name, {}, &file);  // what is no record file is not placed
+  status = RecordFile::Open(name, {}, &file);  // what is no record file is not placed
+  return status == kOk && has_log ? file->Checkpoint() : status;
 }
 
 Status PlaceFile(const std::string& path, const std::string& seed, const CreateOptions& options) {
