@@ -42,12 +42,13 @@ struct List {
     }
     return true;
   }
-  // The first in order behind (key, number).
+  // The first in order behind (key, number), and behind the whole key where it stands once.
   Row* Behind(const std::string& key, int number) {
     Row* best = nullptr;
     for (Row& row : rows) {
       const auto place = std::pair(Folded(row.person), row.number);
       if (place <= std::pair(key, number)) continue;
+      if (!duplicates && number > 0 && place.first == key) continue;
       if (best == nullptr || place < std::pair(Folded(best->person), best->number)) best = &row;
     }
     return best;

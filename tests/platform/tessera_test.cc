@@ -285,6 +285,26 @@ TEST_F(Tessera, APassGoesOnBehindARecordThatItDeletesOrMoves) {
   EXPECT_EQ(people.next(), kNoMoreRecords);
 }
 
+// Otherwise a pass would not end while somebody goes on doing that.
+TEST_F(Tessera, APassDoesNotMeetAKeyAgainThatWasTakenAwayAndPutBack) {
+  Make(false);
+  People people(session_, Directory());
+  People other(session_, Directory());
+  for (const char* name : {"a", "b", "c"}) ASSERT_EQ(people.Add(name), kDone);
+  ASSERT_EQ(people.begin(0), kDone);
+  ASSERT_EQ(people.first(), kDone);
+  for (int round = 0; round < 30; ++round) {
+    for (int i = 0; i < round; ++i) ASSERT_EQ(other.Get("c"), kDone);  // from the file or memory
+    ASSERT_EQ(other.Get("a"), kDone);
+    ASSERT_EQ(other.del(), kDone);
+    ASSERT_EQ(other.Add("A", "back"), kDone);
+    ASSERT_EQ(people.next(), kDone);
+    ASSERT_EQ(people.name(), "b");
+    people.Set("a");
+    ASSERT_EQ(people.find(), kDone);
+  }
+}
+
 TEST_F(Tessera, TwoObjectsHavePassesOfTheirOwn) {
   Make();
   People one(session_, Directory());

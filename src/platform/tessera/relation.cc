@@ -1,6 +1,7 @@
 #include "platform/tessera/relation.h"
 
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -15,6 +16,7 @@ using store::Status;
 constexpr std::int32_t kNoIndex = -1;
 constexpr std::int32_t kOnlyIndex = 0;
 constexpr Status kNoRecordBehind = static_cast<Status>(17);
+constexpr std::int64_t kBehindAllNumbers = std::numeric_limits<std::int64_t>::max();
 constexpr int kMostTries = 5;
 constexpr Status kPlaceIsLost = store::kNotFound;
 
@@ -173,14 +175,22 @@ Relation::Found Relation::FindFirst() {
   return found;
 }
 
+// Where a key stands once, a record that came in the place of the one that was met is passed over:
+// however often somebody takes it away and puts it back, the pass goes on.
 Relation::Found Relation::FindNext() {
+  const std::uint16_t flags = file().description().keys[kOnlyIndex].flags;
+  const bool unique = (flags & store::kKeyDuplicates) == 0;
   Found found;
   if (const store::Image* image = CurrentImage()) {
-    found.row =
-        place_row_ != Found::kNoRow ? place_row_ + 1 : image->At(place_key_, place_number_ + 1);
+    found.row = place_row_ != Found::kNoRow ? place_row_ + 1
+                : unique                    ? image->At(place_key_, kBehindAllNumbers)
+                                            : image->At(place_key_, place_number_ + 1);
     found.status = found.row < image->size() ? store::kOk : store::kEndOfFile;
-  } else {
-    found.status = file().Next(kOnlyIndex, place_key_, place_number_, &found.entry, loaded_);
+    return found;
+  }
+  found.status = file().Next(kOnlyIndex, place_key_, place_number_, &found.entry, loaded_);
+  if (unique && found.status == store::kOk && found.entry.key == place_key_) {
+    found.status = file().Next(kOnlyIndex, place_key_, kBehindAllNumbers, &found.entry, loaded_);
   }
   return found;
 }
