@@ -10,14 +10,18 @@ constexpr FamilyRow kFamilies[] = {
     {"binhex", "write and read BinHex 4.0 files"},
     {"jis", "convert Japanese text to and from ISO-2022-JP"},
     {"config", "show, change and check the configuration of the site"},
+    {"magic", "show and change the file types of the site"},
+    {"peer", "show, change and explain what holds for domains"},
+    {"ban", "show and change who is banned"},
     {"channel", "show and drain the channels on which messages wait"},
     {"queue", "show, steer and check the messages that wait"},
 };
 
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
-  for (const auto part : {MailCommands(), SendCommands(), TextCommands(), CodecCommands(), ConfigCommands(),
-                          JisCommands(), QueueCommands(), QueueActCommands(), ChannelCommands()}) {
+  for (const auto part : {MailCommands(), SendCommands(), TextCommands(), CodecCommands(),
+                          ConfigCommands(), JisCommands(), DatabaseCommands(), QueueCommands(),
+                          QueueActCommands(), ChannelCommands()}) {
     all.insert(all.end(), part.begin(), part.end());
   }
   return all;

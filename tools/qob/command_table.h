@@ -55,6 +55,7 @@ std::span<const CommandRow> CodecCommands();     // binhex, uudecode
 std::span<const CommandRow> ConfigCommands();    // config
 std::span<const CommandRow> JisCommands();       // jis
 std::span<const CommandRow> ChannelCommands();   // channel
+std::span<const CommandRow> DatabaseCommands();  // magic, peer, ban
 std::span<const CommandRow> QueueCommands();     // queue: those that look
 std::span<const CommandRow> QueueActCommands();  // queue: those that change
 
