@@ -7,8 +7,8 @@
 set -eu
 
 build="g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev libsqlite3-dev media-types"
-test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3 nkf"
-bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3 postfix nkf"
+test="$build libgtest-dev clang libclang-rt-14-dev python3 valgrind macutils sharutils libgmime-3.0-dev ccache binutils sqlite3 nkf strace"
+bench="$build libbenchmark-dev libgmime-3.0-dev sharutils macutils python3 postfix nkf strace"
 package="$build dpkg-dev fakeroot lintian doxygen python3 systemd abigail-tools mmdebstrap"
 
 case "${1-}" in
