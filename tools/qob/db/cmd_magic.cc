@@ -21,13 +21,12 @@ class Open {
  public:
   explicit Open(const Site& site) : site_(site) {
     libmagic_init();
-    // Tells how it stands without changing anything.
-    MagicRecordBuffer first;
-    const dbError result = GetFirstMagicRecord(&first.record);
-    if (result != db::kDone && result != db::kNoFurther) {
-      libmagic_fini();
-      throw db::RelationFailure(site, kName, result);
-    }
+    // A relation that did not open tells only that it is not open.
+    tesseraBase session;
+    const db::Table<db::MagicRow> table(session, site, kName);
+    if (table.status() == db::kDone) return;
+    libmagic_fini();
+    table.Must(table.status());
   }
   ~Open() { libmagic_fini(); }
   Open(const Open&) = delete;

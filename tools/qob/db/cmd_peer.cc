@@ -19,11 +19,13 @@ class Open {
  public:
   explicit Open(const Site& site) : site_(site) {
     libpeer_init();
-    const dbError result = OpenPeerFile();
-    if (result != db::kDone) {
-      libpeer_fini();
-      throw db::RelationFailure(site, kName, result);
-    }
+    // A relation that did not open tells only that it is not open.
+    tesseraBase session;
+    const db::Table<db::PeerRow> table(session, site, kName);
+    const dbError status = table.status() == db::kDone ? OpenPeerFile() : table.status();
+    if (status == db::kDone) return;
+    libpeer_fini();
+    table.Must(status);
   }
   ~Open() { libpeer_fini(); }
   Open(const Open&) = delete;
@@ -74,7 +76,8 @@ PeerRecord NewPeer(const std::string& domain) {
 }
 
 std::string OriginText(const db::Origin& origin) {
-  return origin.record.empty() ? origin.kind : origin.kind + (" " + origin.record);
+  const std::string kind = origin.kind;
+  return kind == "parent" ? kind + " " + origin.record : kind;
 }
 
 }  // namespace
