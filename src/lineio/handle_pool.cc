@@ -65,9 +65,13 @@ bool StartHandlePool() {
 void EndHandlePool() {
   std::scoped_lock hold(pool_lock, lookup_lock);
   if (the_pool == nullptr) return;
-  DiscardAll(the_pool->highest_handle);
-  for (std::atomic<Entry*>& link : pool::directory) {
-    std::free(link.exchange(nullptr, std::memory_order_acq_rel));
+  const std::int32_t highest = the_pool->highest_handle;
+  DiscardAll(highest);
+  // Behind the page of the highest handle the directory was never touched.
+  for (std::int32_t page = highest >> pool::kPageBits; page >= 0; --page) {
+    Entry* const entries = pool::directory[static_cast<std::size_t>(page)].exchange(
+        nullptr, std::memory_order_acq_rel);
+    std::free(entries);
   }
   std::free(the_pool);
   the_pool = nullptr;
