@@ -4,6 +4,7 @@
 
 #include "../config_keys.h"
 #include "../failure.h"
+#include "../utf8.h"
 #include "mailbox.h"
 #include "values.h"
 
@@ -80,8 +81,9 @@ Envelope ReadEnvelope(const Arguments& arguments) {
   Envelope envelope;
   if (arguments.Has("--sender")) envelope.sender = SenderOf(arguments.Value("--sender"));
   envelope.full_name = arguments.Value("--full-name");
-  // Programs hand over the name of a person from other sources; what is no text is no name.
+  // Programs take the name of a person from old sources; a wrong byte in it is no reason to refuse.
   RequireOneLine("--full-name", envelope.full_name);
+  envelope.full_name = Repaired(envelope.full_name);
   if (arguments.Has("--envid")) {
     envelope.envelope_id = arguments.Value("--envid");
     RequireGraphic("--envid", envelope.envelope_id, kLongestEnvelopeId);

@@ -4,6 +4,7 @@
 
 #include "../config_keys.h"
 #include "../failure.h"
+#include "../output.h"
 #include "mailbox.h"
 #include "values.h"
 
@@ -116,6 +117,19 @@ void ReadyMessage::AddField(const std::string& line) {
   fields_.push_back({std::string(NameOf(line)), line + "\r\n"});
 }
 
+// Of a file it is known how far the end is.
+void ReadyMessage::WriteRest(Spool* spool) {
+  constexpr std::size_t kStepBytes = 1 << 20;
+  const std::int64_t steps = input_.IsRegular() ? input_.size_bytes() >> 20 : 0;
+  Progress progress(static_cast<std::size_t>(steps));
+  std::size_t told = 0;
+  for (std::string_view block = input_.Next(); !block.empty(); block = input_.Next()) {
+    spool->Write(block);
+    told += block.size();
+    for (; told >= kStepBytes; told -= kStepBytes) progress.Step("MB of " + input_.name());
+  }
+}
+
 void ReadyMessage::WriteTo(Spool* spool, bool raw) {
   if (raw) spool->Write(from_line_);
   for (const Field& field : fields_) spool->Write(field.text);
@@ -126,8 +140,7 @@ void ReadyMessage::WriteTo(Spool* spool, bool raw) {
     spool->Write(empty_line_);
   }
   spool->Write(body_);
-  for (std::string_view block = input_.Next(); !block.empty(); block = input_.Next())
-    spool->Write(block);
+  WriteRest(spool);
   spool->Finish();
   input_.RequireUnchanged();
 }

@@ -38,6 +38,7 @@ class ReadyMessage {
   };
   bool NextLine(std::string* line);
   void ReadHeader();
+  void WriteRest(Spool* spool);
 
   Input input_;
   std::string pending_;    // read, and not yet taken
