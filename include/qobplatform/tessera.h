@@ -62,7 +62,13 @@ public:
      * Thread  any; the object then belongs to one thread at a time.
      * Source  the system's own (docs/formats/relation.md). */
     tesRel(tesseraBase& session, const char* directory, const char* name);
-    /* ~tesRel - closes the relation; its lock and its pass end. */
+    /* ~tesRel - closes the relation; its lock and its pass end.
+     * Shape   none.
+     * Units   none.
+     * Owner   the record buffer is not touched any more. In a child process after a fork nothing of the parent's is.
+     * Result  none.
+     * Thread  one thread at a time for one object.
+     * Source  the system's own. */
     virtual ~tesRel();
     tesRel(const tesRel&) = delete;
     tesRel& operator=(const tesRel&) = delete;

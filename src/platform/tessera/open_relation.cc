@@ -19,6 +19,7 @@ namespace {
 
 constexpr char kDataExtension[] = ".db";
 constexpr char kIndexExtension[] = ".id0";
+constexpr int kMostTries = 10;
 
 std::string PathOf(std::string_view directory, std::string_view name, const char* extension) {
   std::string path;
@@ -181,15 +182,17 @@ Status OpenRelation::TakeIndex(const IndexBytes& expected) {
   return lock_->Holds(expected) ? store::kOk : store::kNotFound;
 }
 
+// Somebody may take it away as soon as it is made.
 Status OpenRelation::OpenIndex() {
   const IndexBytes expected = ExpectedIndex(name_, *file_);
-  Status status = TakeIndex(expected);
-  if (status != store::kNotFound) return status;
-  status = MakeIndexFile(index_path_, data_path_, expected,
-                         [&] { return TakeIndex(expected) == store::kOk; });
-  if (status != store::kOk) return status;
-  status = TakeIndex(expected);
-  return status == store::kNotFound ? store::kIoError : status;
+  for (int tries = 0; tries < kMostTries; ++tries) {
+    Status status = TakeIndex(expected);
+    if (status != store::kNotFound) return status;
+    status = MakeIndexFile(index_path_, data_path_, expected,
+                           [&] { return TakeIndex(expected) == store::kOk; });
+    if (status != store::kOk) return status;
+  }
+  return store::kIoError;
 }
 
 Status OpenRelation::Open(std::string_view directory, std::string_view name,
