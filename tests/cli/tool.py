@@ -36,6 +36,7 @@ MEMBERS = {
     "qob.uudecode/1": ["file", "name", "path", "size", "complete"],
     "qob.send/1": ["id", "path", "channel", "sender", "envelope_id", "return", "size", "recipients"],
     "qob.init/1": ["path", "made"],
+    "qob.init/1": ["path", "made"],
     "qob.jis/1": ["action", "file", "path", "read", "written", "unconverted"],
     "qob.jis-check/1": ["file", "result", "before", "after"],
     "qob.channel-list/1": ["queue", "channel"] + TALLY_MEMBERS + ["stray_marks"],

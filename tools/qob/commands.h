@@ -26,6 +26,7 @@ ExitCode RunJisCheck(const Arguments& arguments);
 ExitCode RunChannelList(const Arguments& arguments);
 ExitCode RunChannelShow(const Arguments& arguments);
 ExitCode RunChannelDrain(const Arguments& arguments);
+ExitCode RunInit(const Arguments& arguments);
 ExitCode RunConfigShow(const Arguments& arguments);
 ExitCode RunConfigGet(const Arguments& arguments);
 ExitCode RunConfigSet(const Arguments& arguments);

@@ -37,6 +37,7 @@ constexpr RunRow kRuns[] = {
     {"channel list", RunChannelList},
     {"channel show", RunChannelShow},
     {"channel drain", RunChannelDrain},
+    {"init", RunInit},
     {"config show", RunConfigShow},
     {"config get", RunConfigGet},
     {"config set", RunConfigSet},

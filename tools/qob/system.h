@@ -132,6 +132,13 @@ void EndIfAsked();
 // Who runs this: the user's name, with the one that became it in brackets.
 std::string UserName();
 
+// ---- this machine and this program ----
+
+// The machine's name, "" when it has none.
+std::string HostName();
+// The program's own data: "share/qob3xapi" beside the folder it lies in; "" when there is none.
+std::string DataFolder();
+
 // ---- character sets ----
 
 // text in the named charset as UTF-8, bytes that are wrong in it as U+FFFD; nothing when the system

@@ -38,7 +38,28 @@ constexpr ExampleRow kCheckExamples[] = {
 
 constexpr std::span<const OperandRow> kNone;
 
+constexpr OptionRow kInitOptions[] = {
+    {"--host", "NAME", "the name of this machine in mail; default: as it calls itself"},
+    {"--domain", "NAME", "the domain of this machine in mail; default: as it calls itself"},
+    kJson,
+    kHelp};
+constexpr OperandRow kInitOperands[] = {{"DIR", 1, 1, Offers::kFolders}};
+constexpr ExampleRow kInitExamples[] = {
+    {"qob init /srv/mail --host mx1 --domain example.org", "a mail system in a directory"},
+    {"QOB_CONFIG_DIR=/srv/mail qob queue list", "work with it"},
+};
+
 constexpr CommandRow kCommands[] = {
+    {"init", "make a ready mail system in a directory",
+     "Makes DIR with everything that a mail system needs: twmta.ini with its settings and what "
+     "each "
+     "is for, the queue and the temporary directory (mode 0700), the message database, and the "
+     "databases of file types, peers and banned users as they come with the system. Programs use "
+     "it "
+     "when QOB_CONFIG_DIR names DIR.\n\n"
+     "Nothing that stands in DIR is changed. A run that was cut short is finished by running it "
+     "again.",
+     kInitOptions, kInitOperands, kInitExamples},
     {"config show", "show the configuration in effect",
      "Prints every key that the mail system reads, its value and where the value comes from: the "
      "line of the file, or the "
