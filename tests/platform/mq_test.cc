@@ -70,6 +70,29 @@ TEST(MessageQueue, NeedsTheRightToMakeFilesThere) {
   EXPECT_TRUE(open == 0 || open == testing::kNotPossible);
 }
 
+TEST(MessageQueue, MakesTheDatabaseAndNeedsItToBeOurs) {
+  const TempSpool spool;
+  EXPECT_TRUE(Holds([] { return MQInit("localhost", "test") != 0; }));
+  EXPECT_TRUE(std::filesystem::exists(spool.queue() + "/mesg.btr"));
+  EXPECT_TRUE(Holds([] { return MQInit("localhost", "test") != 0; }));
+  TempSpool::Write(spool.queue() + "/mesg.btr", "something else");
+  EXPECT_FALSE(Holds([] { return MQInit("localhost", "test") != 0; }));
+  EXPECT_EQ(TempSpool::Read(spool.queue() + "/mesg.btr"), "something else");
+}
+
+TEST(MessageQueue, ARefusedCallLeavesTheProcessUnconnected) {
+  const TempSpool spool;
+  EXPECT_TRUE(Holds([&] {
+    if (MQInit("localhost", "test") == 0) return false;
+    std::filesystem::remove_all(spool.queue());
+    return MQInit("localhost", "test") == 0 && CreateMQEntry() == nullptr;
+  }));
+}
+
+TEST(MessageQueue, MayBeEndedWithoutABeginning) {
+  EXPECT_TRUE(Holds([] { return MQTerminate() == 0 && MQTerminate() == 0; }));
+}
+
 TEST(MessageQueue, ARepeatedCallReadsTheDirectoryAgain) {
   const TempSpool spool;
   EXPECT_TRUE(Holds([&] {
