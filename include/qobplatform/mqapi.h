@@ -166,8 +166,8 @@ QOBPLATAPI int32_t RemoveMQQID(MQChannel* channel, uint32_t id);
 QOBPLATAPI int32_t CloseMQChannel(MQChannel* channel);
 
 /* GetFirstMQEntry - the channel's first entry, in the order of commit.
- * Shape   entries whose message record is gone are passed over. Whoever handles an entry takes its lock first and looks again
- *         whether it still stands: several may walk the same channel.
+ * Shape   entries whose message record is gone, and those of messages that are held, are passed over. Whoever handles an entry
+ *         takes its lock first and looks again whether it still stands: several may walk the same channel.
  * Units   *id: the entry's number; untouched when there is none.
  * Owner   channel stays the caller's; its walk stands at the entry.
  * Result  boolean: false when there is none, for a null argument, and when the database cannot be read.

@@ -15,17 +15,28 @@ using Ids = std::vector<std::uint32_t>;
 
 class Walking : public QueueTest {
  protected:
-  void DeleteMessageRecord(std::uint32_t id) {
-    const auto file = Database();
+  static store::Entry Find(store::RecordFile& file, std::uint32_t id,
+                           spool::MessageRecord* record) {
     const std::string key = spool::RecordKey(id, spool::kMessageKind);
     store::Entry at;
+    EXPECT_EQ(file.Find(0, store::Seek::kEqual,
+                        store::IndexKey(file.description().keys[0], std::as_bytes(std::span(key))),
+                        &at, spool::Bytes(*record)),
+              store::kOk);
+    return at;
+  }
+  void DeleteMessageRecord(std::uint32_t id) {
+    const auto file = Database();
     spool::MessageRecord record;
-    ASSERT_EQ(
-        file->Find(0, store::Seek::kEqual,
-                   store::IndexKey(file->description().keys[0], std::as_bytes(std::span(key))), &at,
-                   spool::Bytes(record)),
-        store::kOk);
+    const store::Entry at = Find(*file, id, &record);
     ASSERT_EQ(file->Delete(at), store::kOk);
+  }
+  void SetState(std::uint32_t id, const char* state) {
+    const auto file = Database();
+    spool::MessageRecord record;
+    store::Entry at = Find(*file, id, &record);
+    spool::SetField(record.stateText, state);
+    ASSERT_EQ(file->Update(&at, spool::Bytes(record)), store::kOk);
   }
   static std::uint32_t Next(MQChannel* channel) {
     std::uint32_t id = 0;
@@ -141,6 +152,18 @@ TEST_F(Walking, PassesOverMarksWithoutTheirMessage) {
   DeleteMessageRecord(4);
   EXPECT_EQ(Walk(channel.get()), Ids{2});
   EXPECT_EQ(Now().marks.size(), 5u) << "passed over, not taken away";
+}
+
+TEST_F(Walking, PassesOverHeldMessagesUntilTheyAreReleased) {
+  for (int i = 0; i < 4; ++i) Submit();
+  SetState(0, "HELD");
+  SetState(2, "HELD");
+  SetState(3, "held");  // of another program
+  const ChannelPtr channel(OpenMQChannel("DSN"));
+  EXPECT_EQ(Walk(channel.get()), (Ids{1, 3}));
+  SetState(2, "");
+  EXPECT_EQ(Walk(channel.get()), (Ids{1, 2, 3}));
+  EXPECT_NE(EnvelopePtr(GetMQEnvelope(0)), nullptr) << "its envelope stays";
 }
 
 TEST_F(Walking, InAChildMeetsNothingByAnInheritedChannel) {

@@ -35,17 +35,24 @@ Status RemoveFromChannel(RecordFile& file, const std::string& name, uint32_t id)
   return status == qob::store::kOk ? together.Commit() : status;
 }
 
-// The first mark behind the place whose message still stands; the place moves there.
+// A message that people keep back is nobody's work until they release it.
+bool IsHeld(const qob::spool::MessageRecord& message) {
+  return qob::spool::FieldText(message.stateText) == qob::spool::kHeld;
+}
+
+// The first mark behind the place whose message stands and is not held; the place moves there.
 Status Walk(MQChannel& channel, std::uint32_t* id) {
   qob::store::Mark mark;
+  qob::spool::MessageRecord message;
   std::int64_t place = channel.place;
   for (;;) {
     Status status = channel.file->NextMark(channel.name, place, &mark);
     if (status != qob::store::kOk) return status;
     place = mark.order;
-    status = qob::mq::FindMessage(*channel.file, mark.id);
+    status = qob::mq::FindMessage(*channel.file, mark.id, &message);
     if (status == qob::store::kNotFound) continue;
     if (status != qob::store::kOk) return status;
+    if (IsHeld(message)) continue;
     channel.place = place;
     *id = mark.id;
     return status;

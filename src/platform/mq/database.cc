@@ -2,7 +2,6 @@
 
 #include <span>
 
-#include "platform/spool/message_record.h"
 #include "platform/spool/names.h"
 #include "platform/spool/site.h"
 #include "platform/spool/store_settings.h"
@@ -30,14 +29,13 @@ store::Status OpenDatabase(std::string_view directory, std::shared_ptr<store::Re
   return store::RecordFile::Open(path, options, file);
 }
 
-store::Status FindMessage(store::RecordFile& file, std::uint32_t id) {
+store::Status FindMessage(store::RecordFile& file, std::uint32_t id, spool::MessageRecord* record) {
   const std::string key = spool::RecordKey(id, spool::kMessageKind);
   const store::KeyDescription& index = file.description().keys[spool::kKeyIndex];
   store::Entry entry;
-  spool::MessageRecord record;
   return file.Find(spool::kKeyIndex, store::Seek::kEqual,
                    store::IndexKey(index, std::as_bytes(std::span(key))), &entry,
-                   spool::Bytes(record));
+                   spool::Bytes(*record));
 }
 
 }  // namespace qob::mq

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/spool/message_record.h"
 #include "platform/store/record_file.h"
 
 namespace qob::mq {
@@ -13,7 +14,7 @@ std::string QueueDirectory();
 // The file is created when there is none.
 store::Status OpenDatabase(std::string_view directory, std::shared_ptr<store::RecordFile>* file);
 
-// The message's own record stands: kOk, kNotFound, or why it cannot be told.
-store::Status FindMessage(store::RecordFile& file, std::uint32_t id);
+// The message's own record: kOk, kNotFound, or why it cannot be read.
+store::Status FindMessage(store::RecordFile& file, std::uint32_t id, spool::MessageRecord* record);
 
 }  // namespace qob::mq

@@ -85,7 +85,8 @@ extern "C" stEnvelope* GetMQEnvelope(uint32_t id) {
     std::string note;
     if (file->GetNote(id, &note) != qob::store::kOk) return nullptr;
     // The message may have been removed without its channel being told.
-    if (qob::mq::FindMessage(*file, id) != qob::store::kOk) return nullptr;
+    qob::spool::MessageRecord message;
+    if (qob::mq::FindMessage(*file, id, &message) != qob::store::kOk) return nullptr;
     return NewEnvelope(note).release();
   });
 }
