@@ -21,7 +21,7 @@ void WriteWhole(const fs::path& file, std::string_view bytes) {
   if (!out) throw std::runtime_error("cannot write " + file.string());
 }
 
-// German text in ISO-8859-1: lines of up to 100 bytes, one word in seven with an 8-bit character,
+// German text in ISO-8859-1: lines of up to 100 bytes, one word in eight with an 8-bit character,
 // now and then an equals sign.
 std::string LatinText(std::size_t bytes) {
   static constexpr std::string_view kWords[] = {
