@@ -13,6 +13,7 @@ import subprocess
 import sys
 import time
 
+import compare_submit
 import postfix_queue
 
 # Changes whenever what is written does, so that older sets are made anew.
@@ -241,6 +242,7 @@ class Bench:
             "list": self.lists,
             "scan": self.scan,
             "handles": self.handles,
+            "submit": lambda: compare_submit.measure(self),
         }
         for name, part in parts.items():
             if only and only not in "queue-" + name:
