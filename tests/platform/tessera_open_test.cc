@@ -391,6 +391,27 @@ TEST_F(TesseraOpen, DamageDoneBetweenTwoOpeningsIsNoticedWithoutDelay) {
   }
 }
 
+// Whoever went on with a log that has no name any more would write for himself alone.
+TEST_F(TesseraOpen, ALogThatWasTakenAwayIsNoticedAtTheNextOpening) {
+  MakeWithOne();
+  {
+    std::shared_ptr<store::RecordFile> file;
+    ASSERT_EQ(store::RecordFile::Open(Data(), {}, &file), store::kOk);
+    ASSERT_EQ(file->Checkpoint(), store::kOk);
+  }
+  for (const char* suffix : {"-wal", "-shm"}) ASSERT_TRUE(fs::remove(Data() + suffix));
+  {
+    People people(session_, Directory());
+    ASSERT_EQ(people.Add("bob", "cellar"), kDone);
+  }
+  EXPECT_EQ(InChild([&] {
+              tesseraBase session;
+              People people(session, Directory());
+              return people.Get("bob");
+            }),
+            kDone);
+}
+
 std::size_t OpenDescriptors() {
   std::size_t count = 0;
   for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;

@@ -58,6 +58,7 @@ class Connection {
   bool read_only() const { return read_only_; }
   // The file is still the one that stands under the name.
   bool IsUnderItsName();
+  bool HasItsLog() const;
   // A later open asks for the stronger promise.
   Status Strengthen(Durability durability);
   bool spoilt() const { return damaged_ || no_more_writes_; }
@@ -116,6 +117,7 @@ class Connection {
   Status ReadOwnDescription();
   Status ReadHeaderNumbers();
   Status Execute(const char* sql);
+  void LookAtLog();
   void OpenGate();
   Status Run(int slot);
   Status MayEnter(bool write) const;
@@ -131,6 +133,9 @@ class Connection {
   sqlite3* db_ = nullptr;
   std::uint32_t process_ = 0;
   std::string path_;
+  std::string log_path_;
+  std::uint64_t log_device_ = 0;
+  std::uint64_t log_inode_ = 0;
   FileDescription description_;
   Identity identity_{};
   bool read_only_ = false;

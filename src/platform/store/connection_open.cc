@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/os/file_identity.h"
+#include "platform/os/file_status.h"
 #include "platform/os/path.h"
 #include "platform/os/process.h"
 #include "platform/store/connection.h"
@@ -45,6 +46,7 @@ Status Connection::Open(const std::string& path, const OpenOptions& options,
   if (status != kOk) return status;
   made->statements_.resize(static_cast<std::size_t>(
       kFixedStatements + made->description_.index_count * kStatementsPerIndex));
+  made->LookAtLog();
   if (!options.read_only) made->OpenGate();
   *connection = std::move(made);
   return kOk;
@@ -162,6 +164,19 @@ bool Connection::IsUnderItsName() {
   int moved = 0;
   return sqlite3_file_control(db_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) != SQLITE_OK ||
          moved == 0;
+}
+
+// SQLite has opened it with the first read, and made it when there was none.
+void Connection::LookAtLog() {
+  log_path_ = path_ + "-wal";
+  const os::Result<os::FileStatus> log = os::StatusOf(log_path_);
+  log_device_ = log.value.device;
+  log_inode_ = log.value.inode;
+}
+
+bool Connection::HasItsLog() const {
+  const os::Result<os::FileStatus> log = os::StatusOf(log_path_);
+  return log && log.value.device == log_device_ && log.value.inode == log_inode_;
 }
 
 int Connection::Prepare(int slot, sqlite3_stmt** statement) {

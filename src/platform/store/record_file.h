@@ -84,6 +84,9 @@ class RecordFile {
   virtual const Identity& identity() const = 0;
   // Something was met after which the file is to be opened anew; see the calls' failures.
   virtual bool is_spoilt() const = 0;
+  // The log under its name is the one that is open: what is written comes to others, too. Asks the
+  // system.
+  virtual bool HasItsLog() const = 0;
 
   // `key` is an index key (IndexKey); not used by Seek::kFirst. kNotFound for kEqual, kEndOfFile
   // for the others when there is none.

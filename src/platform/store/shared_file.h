@@ -20,6 +20,7 @@ class SharedFile final : public RecordFile {
   bool read_only() const override { return read_only_; }
   const Identity& identity() const override { return connection_.identity(); }
   bool is_spoilt() const override { return connection_.spoilt(); }
+  bool HasItsLog() const override { return connection_.HasItsLog(); }
 
   Status Find(int index, Seek seek, std::string_view key, Entry* entry,
               std::span<std::byte> record) override;

@@ -156,7 +156,7 @@ bool OpenRelation::IsUntouched(const Seen& before, const Seen& now) {
 
 bool OpenRelation::IsGood(const Seen& data) const {
   Seen index;
-  return IsUntouched(data_, data) && !file_->is_spoilt() &&
+  return IsUntouched(data_, data) && !file_->is_spoilt() && file_->HasItsLog() &&
          Look(index_path_, &index) == store::kOk && IsUntouched(index_, index);
 }
 
