@@ -7,6 +7,7 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/os/directory_lock.h"
 #include "platform/tessera/open_relation.h"
 #include "support/two_processes.h"
 #include "tessera_fixture.h"
@@ -289,10 +290,11 @@ TEST_F(TesseraOpen, AFileThatWasCutIsRefused) {
   }
   tessera::OpenRelation::CloseKept();
   const std::string good = TempSpool::Read(Data());
-  for (std::size_t size :
-       {std::size_t{1}, std::size_t{15}, std::size_t{16}, std::size_t{64}, std::size_t{99},
-        std::size_t{100}, std::size_t{101}, std::size_t{4095}, std::size_t{4096}, std::size_t{4097},
-        good.size() / 2, good.size() - 4096, good.size() - 1}) {
+  std::vector<std::size_t> sizes = {1, 15, 16, 64, 99, 100, 101, 4095, 4096, 4097};
+  for (std::size_t size = 997; size < good.size(); size += 997) sizes.push_back(size);
+  for (std::size_t size = 4096; size < good.size(); size += 4096) sizes.push_back(size);
+  sizes.push_back(good.size() - 1);
+  for (const std::size_t size : sizes) {
     for (const char* suffix : {"-wal", "-shm", "-gate"}) fs::remove(Data() + suffix);
     TempSpool::Write(Data(), good.substr(0, size));
     EXPECT_EQ(Opening(), kRefused) << size;
@@ -300,6 +302,20 @@ TEST_F(TesseraOpen, AFileThatWasCutIsRefused) {
   }
   for (const char* suffix : {"-wal", "-shm", "-gate"}) fs::remove(Data() + suffix);
   TempSpool::Write(Data(), good);
+  EXPECT_TRUE(HasOne());
+}
+
+TEST_F(TesseraOpen, ADirectoryThatIsHeldTooLongGives84) {
+  MakeWithOne();
+  tessera::OpenRelation::CloseKept();
+  fs::remove(Index());
+  EXPECT_EQ(InChild([&] {
+              store::SetWaitMs(20);
+              os::DirectoryLock held;
+              if (held.Take(Directory(), 0) != 0) return 200;
+              return Opening();
+            }),
+            kHeldTooLong);
   EXPECT_TRUE(HasOne());
 }
 
