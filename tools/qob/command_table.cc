@@ -9,6 +9,7 @@ constexpr FamilyRow kFamilies[] = {
     {"word", "make and read encoded words"},
     {"binhex", "write and read BinHex 4.0 files"},
     {"jis", "convert Japanese text to and from ISO-2022-JP"},
+    {"dsn", "report on deliveries, and read such reports"},
     {"config", "show, change and check the configuration of the site"},
     {"magic", "show and change the file types of the site"},
     {"peer", "show, change and explain what holds for domains"},
@@ -19,7 +20,7 @@ constexpr FamilyRow kFamilies[] = {
 
 std::vector<CommandRow> Collect() {
   std::vector<CommandRow> all;
-  for (const auto part : {MailCommands(), SendCommands(), TextCommands(), CodecCommands(),
+  for (const auto part : {MailCommands(), SendCommands(), NotifyCommands(), TextCommands(), CodecCommands(),
                           ConfigCommands(), JisCommands(), DatabaseCommands(), QueueCommands(),
                           QueueActCommands(), ChannelCommands()}) {
     all.insert(all.end(), part.begin(), part.end());

@@ -50,6 +50,7 @@ const CommandRow* FindCommand(std::string_view name);
 // The parts of the table, by family.
 std::span<const CommandRow> MailCommands();      // parse, extract, header
 std::span<const CommandRow> SendCommands();      // build, send
+std::span<const CommandRow> NotifyCommands();    // bounce, dsn, notice, sendlog
 std::span<const CommandRow> TextCommands();      // address, date, word
 std::span<const CommandRow> CodecCommands();     // binhex, uudecode
 std::span<const CommandRow> ConfigCommands();    // config

@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 #include <string_view>
+#include <vector>
 
 #include "arguments.h"
 #include "commands.h"
@@ -24,6 +25,11 @@ constexpr RunRow kRuns[] = {
     {"header", RunHeader},
     {"build", RunBuild},
     {"send", RunSend},
+    {"bounce", RunBounce},
+    {"dsn send", RunDsnSend},
+    {"dsn parse", RunDsnParse},
+    {"notice", RunNotice},
+    {"sendlog", RunSendLog},
     {"address", RunAddress},
     {"date", RunDate},
     {"word encode", RunWordEncode},
@@ -83,11 +89,24 @@ ExitCode RunCommand(const Arguments& arguments) {
                 std::string("the command ") + arguments.command->name + " has no code");
 }
 
+// "qob dsn ID" is short for "qob dsn send ID".
+std::vector<char*> FullWords(int count, char** words) {
+  static char send[] = "send";
+  std::vector<char*> all(words, words + count);
+  if (count <= 2 || std::string_view(words[1]) != "dsn") return all;
+  for (const std::string_view member : {"send", "parse", "-h", "--help"}) {
+    if (member == words[2]) return all;
+  }
+  all.insert(all.begin() + 2, send);
+  return all;
+}
+
 ExitCode Run(int count, char** words) {
+  std::vector<char*> all = FullWords(count, words);
   Arguments arguments;
   std::string printed;
   ExitCode code = ExitCode::kOk;
-  if (ParseArguments(count, words, &arguments, &printed)) {
+  if (ParseArguments(static_cast<int>(all.size()), all.data(), &arguments, &printed)) {
     code = RunCommand(arguments);
   } else {
     Out().Write(printed);

@@ -3,7 +3,7 @@ _qob() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]}
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
-    COMPREPLY=($(compgen -W '--help --version parse extract header build send address date word binhex uudecode init config jis magic peer ban queue channel' -- "$word"))
+    COMPREPLY=($(compgen -W '--help --version parse extract header build send bounce dsn notice sendlog address date word binhex uudecode init config jis magic peer ban queue channel' -- "$word"))
     return
   fi
   case "$command" in
@@ -24,6 +24,13 @@ _qob() {
     jis)
       if ((COMP_CWORD == 2)); then
         COMPREPLY=($(compgen -W 'encode decode check' -- "$word"))
+        return
+      fi
+      command+=" ${COMP_WORDS[2]}"
+      ;;
+    dsn)
+      if ((COMP_CWORD == 2)); then
+        COMPREPLY=($(compgen -W 'send parse' -- "$word"))
         return
       fi
       command+=" ${COMP_WORDS[2]}"
@@ -159,6 +166,66 @@ _qob() {
         COMPREPLY=($(compgen -W '-t --read-recipients -i --ignore-dots -f --sender -F --full-name -N --notify -R --return -V --envid --orcpt --channel --receipt --message --from --to --cc --bcc -s --subject --header --body --text --no-body --type --charset --text-charset --encoding -a --attach --part --multipart --raw --json -v --verbose -h --help' -- "$word"))
       else
         COMPREPLY=()
+      fi
+      ;;
+    'bounce')
+      case "$before" in
+        --reason) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '--reason --header-only --postmaster --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'dsn send')
+      case "$before" in
+        --recipient) COMPREPLY=(); return ;;
+        --fields) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        -s|--subject) COMPREPLY=(); return ;;
+        --text) COMPREPLY=(); return ;;
+        --body) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        --return) COMPREPLY=($(compgen -W 'full hdrs' -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '--recipient --fields -s --subject --text --body --return --postmaster --json -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'dsn parse')
+      case "$before" in
+        --color) COMPREPLY=($(compgen -W 'auto always never' -- "$word")); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-r --recursive --json --color -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
+      fi
+      ;;
+    'notice')
+      case "$before" in
+        --from) COMPREPLY=(); return ;;
+        --to) COMPREPLY=(); return ;;
+        -s|--subject) COMPREPLY=(); return ;;
+        --text) COMPREPLY=(); return ;;
+        --body) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        -a|--attach) COMPREPLY=($(compgen -f -- "$word")); return ;;
+        --channel) COMPREPLY=(); return ;;
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '--from --to -s --subject --text --body -a --attach --channel -v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=()
+      fi
+      ;;
+    'sendlog')
+      case "$before" in
+      esac
+      if [[ $word == -* ]]; then
+        COMPREPLY=($(compgen -W '-v --verbose -h --help' -- "$word"))
+      else
+        COMPREPLY=($(compgen -f -- "$word"))
       fi
       ;;
     'address')
