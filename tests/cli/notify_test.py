@@ -125,7 +125,6 @@ class NotifyTest(QueueTest):
 
     def test_tells_when_the_queue_takes_nothing(self):
         number = self.submit()
-        os.rmdir(self.path("queue-none")) if os.path.exists(self.path("queue-none")) else None
         self.ini("QueueDirectory=%s\nTemporaryDirectory=%s" % (self.queue, self.path("none")))
         self.fails(78, "bounce", number, says="TemporaryDirectory")
 
