@@ -34,13 +34,13 @@ static void AskToEnd(int number) {
   asked_to_end = 1;
 }
 
-/* "<header>: <address>"; control characters would end the line or begin another. */
-static void WriteAddress(FILE* to, const char* header, const char* address) {
-  fprintf(to, "%s: ", header);
+/* One header line; control characters would end it or begin another. */
+static void WriteAddress(FILE* to, const char* before, const char* address, const char* behind) {
+  fputs(before, to);
   for (; *address != '\0'; ++address) {
     putc((unsigned char)*address < ' ' || *address == 127 ? '?' : *address, to);
   }
-  fputs("\r\n", to);
+  fprintf(to, "%s\r\n", behind);
 }
 
 static int FlushDirectory(const char* path) {
@@ -67,8 +67,8 @@ static int Deliver(FILE* message, const char* sender, const char* recipient) {
   descriptor = open(written, O_WRONLY | O_CREAT | O_EXCL, 0600);
   to = descriptor < 0 ? NULL : fdopen(descriptor, "wb");
   if (to == NULL) return 0;
-  WriteAddress(to, "Return-Path", sender);
-  WriteAddress(to, "Delivered-To", recipient);
+  WriteAddress(to, "Return-Path: <", strcmp(sender, "<>") == 0 ? "" : sender, ">");
+  WriteAddress(to, "Delivered-To: ", recipient, "");
   rewind(message);
   while ((got = fread(block, 1, sizeof block, message)) > 0) fwrite(block, 1, got, to);
   ok = !ferror(message) && fflush(to) == 0 && !ferror(to) && fsync(descriptor) == 0;

@@ -199,7 +199,7 @@ class CliChannelDrain(ChannelTest):
     def test_delivers_to_those_who_are_pending_and_removes_the_message(self):
         done = self.drain(0, "DSN", "--maildir", self.maildir)
         self.assertIn("00000001 drained: channel DSN, maildir %s, delivered to x@x.example" % self.maildir, done.text)
-        self.assertEqual(self.delivered(), [b"Return-Path: a@b.example\r\nDelivered-To: x@x.example\r\n" + b"x" * 100])
+        self.assertEqual(self.delivered(), [b"Return-Path: <a@b.example>\r\nDelivered-To: x@x.example\r\n" + b"x" * 100])
         self.assertEqual(self.ids(), ["00000002", "00000003"])
         self.assertEqual(self.channels().keys(), {"smtp"})
         self.assertEqual(self.shown("smtp"), ["00000002"])
@@ -286,7 +286,7 @@ class CliChannelDrain(ChannelTest):
         self.assertEqual((self.delivered(), self.states(1)), ([], ["", "DONE"]))
         self.assertEqual(os.listdir(os.path.join(self.maildir, "tmp")), [])
         self.drain(0, "DSN", "-m", self.maildir)
-        self.assertEqual(len(self.delivered()[0]), 300000 + len(b"Return-Path: a@b.example\r\nDelivered-To: x@x.example\r\n"))
+        self.assertEqual(len(self.delivered()[0]), 300000 + len(b"Return-Path: <a@b.example>\r\nDelivered-To: x@x.example\r\n"))
 
     def test_a_message_without_its_file_stays(self):
         os.remove(self.name(1))
@@ -298,7 +298,7 @@ class CliChannelDrain(ChannelTest):
         self.fill(message(4, sender="a\r\nX: y"), recipient(4, "b\nBcc: \x1b@c.example"), mark(4, "odd"))
         self.mail(4, 1)
         self.drain(0, "odd", "-m", self.maildir)
-        self.assertEqual(self.delivered(), [b"Return-Path: a??X: y\r\nDelivered-To: b?Bcc: ?@c.example\r\nx"])
+        self.assertEqual(self.delivered(), [b"Return-Path: <a??X: y>\r\nDelivered-To: b?Bcc: ?@c.example\r\nx"])
         self.assertEqual(len(self.log()), 1)
 
     def test_says_what_is_to_become_of_the_messages(self):

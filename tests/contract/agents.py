@@ -51,7 +51,7 @@ class Site:
             with open(f"{self.maildir}/new/{name}", "rb") as file:
                 data = file.read()
             number = SUBJECT.search(data).group(1)
-            head = re.match(rb"Return-Path: sender(\d+)@example\.org\r\nDelivered-To: (\S+)\r\n", data)
+            head = re.match(rb"Return-Path: <sender(\d+)@example\.org>\r\nDelivered-To: (\S+)\r\n", data)
             expected = b"Subject: message %s\r\n\r\nThe text of message %s.\r\n" % (number, number)
             assert data[head.end():] == expected and head.group(1) == number, data
             found.append((int(number), head.group(2).decode()))

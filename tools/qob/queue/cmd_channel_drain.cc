@@ -29,14 +29,20 @@ constexpr const char* kDone = "DONE";
 // So many recipients are named in the log's line about a message.
 constexpr std::size_t kNamedInLog = 20;
 
-// "<name>: <address>" as a header line; control characters would end it or begin another.
-std::string AddressLine(const char* name, std::string_view address) {
-  std::string line = std::string(name) + ": ";
+// The address in a header line; control characters would end it or begin another.
+std::string InLine(std::string_view address) {
+  std::string text;
   for (const char c : address) {
     const auto byte = static_cast<unsigned char>(c);
-    line += byte < 0x20 || byte == 0x7F ? '?' : c;
+    text += byte < 0x20 || byte == 0x7F ? '?' : c;
   }
-  return line + "\r\n";
+  return text;
+}
+
+// What stands in front of a delivered message; "<>" is a message of nobody.
+std::string Envelope(std::string_view sender, std::string_view recipient) {
+  const std::string_view path = sender == "<>" ? std::string_view() : sender;
+  return "Return-Path: <" + InLine(path) + ">\r\nDelivered-To: " + InLine(recipient) + "\r\n";
 }
 
 class Deliverer {
@@ -70,8 +76,7 @@ std::string Deliverer::Detail() const {
 // A maildir that takes nothing ends the command: the next message would fare no better.
 void Deliverer::Deliver(const Target& target, std::string_view recipient) {
   if (maildir_ == nullptr) maildir_ = std::make_unique<sys::Maildir>(path_);
-  const std::string head = AddressLine("Return-Path", FieldText(target.record.address)) +
-                           AddressLine("Delivered-To", recipient);
+  const std::string head = Envelope(FieldText(target.record.address), recipient);
   int error = maildir_->error();
   if (error == 0)
     error = maildir_->Deliver(head, NativeBase(target.base) + qob::spool::kMessageFile);
