@@ -221,6 +221,10 @@ class CliBuild(BuildTest):
         part = list(self.built("--text", "o", "-a", self.file("nul.eml", b"Subject: x\n\n\0\n")).iter_parts())[1]
         self.assertEqual((part.get_content_type(), part.get_payload(decode=True)), ("application/octet-stream", b"Subject: x\r\n\r\n\0\r\n"))
 
+    def test_a_message_as_the_body(self):
+        message = self.built("--type", "message/rfc822", data=b"Subject: inner\n\nx\n")
+        self.assertEqual((message.get_content_type(), message["content-transfer-encoding"], message.get_content()["subject"]), ("message/rfc822", "7bit", "inner"))
+
     def test_a_multipart_inside_a_multipart_keeps_its_delimiters(self):
         inner = self.good("build", "--text", "a", "-a", self.file("x.bin", b"1")).out
         message = self.built("--text", "outer", "-a", self.file("inner.eml", inner), "-a", self.file("y.bin", b"2"))
@@ -329,7 +333,7 @@ class CliBuildFailures(BuildTest):
         for words, text in ((["--nonsense"], "--nonsense"), (["-z"], "-z"), (["--from"], "--from: its value is missing"), (["x"], "one operand too many"),
                             (["--body", "a", "--text", "b"], "give one of"), (["--no-body"], "--attach"), (["--raw=1", "--text", "x"], "--raw takes no value"),
                             (["--attach", "", "--text", "x"], "--attach"), (["--attach", "-", "--text", "x"], "--attach"), (["--type", "text", "--text", "x"], "--type text"),
-                            (["--multipart", "a/b", "--text", "x"], "--multipart"), (["--body", ""], "--body")):
+                            (["--multipart", "a/b", "--text", "x"], "--multipart"), (["--body", ""], "--body"), (["--type", "multipart/mixed", "--text", "x"], "--multipart")):
             self.fails(64, "build", *words, says=text)
 
     def test_full_and_closed_standard_output(self):

@@ -423,6 +423,17 @@ class CliSendFailures(SendTest):
             self.assertEqual(process.wait(30), -number)
             self.nothing_left()
 
+    def test_an_interrupt_while_it_reads_a_text(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
+            process = subprocess.Popen([tool.TOOL, "send", "--to", "a@b.example", "-a", self.file("x.bin", b"x")], stdin=subprocess.PIPE, env=self.environment())
+            process.stdin.write(b"x\n" * 100000)
+            process.stdin.flush()
+            time.sleep(0.1)
+            process.send_signal(number)
+            process.stdin.close()
+            self.assertEqual(process.wait(30), -number)
+            self.nothing_left()
+
     def test_a_header_without_end(self):
         self.fails_clean(65, "a@b.example", data=b"x" * (9 << 20), says="header is larger")
 

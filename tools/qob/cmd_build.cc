@@ -11,6 +11,7 @@ ExitCode RunBuild(const Arguments& arguments) {
   const mail::MessageOptions options = mail::ReadMessageOptions(arguments);
   const PrivateSite site(arguments.Has("--verbose"));
   mail::Composer composer(options, true, false);
+  composer.Read();
   const mail::BuiltFile built = composer.Build();
   DeliverOutput(built.path(), arguments);
   Out().Flush();

@@ -82,7 +82,8 @@ Outgoing TakeReady(const Arguments& arguments, mail::Envelope* envelope) {
   return outgoing;
 }
 
-Outgoing Make(const Arguments& arguments, mail::MessageOptions* options, mail::Envelope* envelope) {
+// The envelope of a message that is made, and its From.
+void CompleteMade(mail::MessageOptions* options, mail::Envelope* envelope) {
   for (const auto* list : {&options->to, &options->cc, &options->bcc}) {
     for (const mail::Mailbox& mailbox : *list) AddRecipient(mailbox.address, envelope);
   }
@@ -92,17 +93,13 @@ Outgoing Make(const Arguments& arguments, mail::MessageOptions* options, mail::E
   CompleteSender(envelope);
   if (options->from.empty())
     options->from.push_back({envelope->full_name, SenderInHeader(*envelope)});
-  mail::Composer composer(*options, false, !arguments.Has("--ignore-dots"));
-  Outgoing outgoing;
-  outgoing.built = composer.Build();
-  return outgoing;
 }
 
-// What the message is made of; a failure to write it down may pass, and the message with it then.
-template <typename Take>
-Outgoing Taken(Take take) {
+// A failure to write the message down may pass, and the message with it then.
+template <typename Work>
+auto AsTemporary(Work work) {
   try {
-    return take();
+    return work();
   } catch (const Failure& failure) {
     const bool passes = failure.code() == ExitCode::kIo || failure.code() == ExitCode::kCantCreate;
     throw Failure(passes ? ExitCode::kTemporary : failure.code(), failure.what());
@@ -176,14 +173,24 @@ ExitCode RunSend(const Arguments& arguments) {
     throw Failure(ExitCode::kIo,
                   "standard output is closed: nothing was queued, since its id could "
                   "not be told: send it to /dev/null");
+  mail::Composer composer(options, false, !arguments.Has("--ignore-dots"));
   Outgoing outgoing;
-  if (!make) outgoing = Taken([&] { return TakeReady(arguments, &envelope); });
-  mail::SiteQueue queue(arguments.Has("--verbose"));
-  sys::DelaySignals();
-  if (make) outgoing = Taken([&] { return Make(arguments, &options, &envelope); });
+  if (make) {
+    CompleteMade(&options, &envelope);
+    AsTemporary([&] { composer.Read(); });
+  } else {
+    outgoing = AsTemporary([&] { return TakeReady(arguments, &envelope); });
+  }
   AssignOriginals(&envelope);
+  // Up to here an interrupt ends the command at once; now files are made that it must remove.
+  sys::DelaySignals();
+  mail::SiteQueue queue(arguments.Has("--verbose"));
+  if (make) outgoing.built = AsTemporary([&] { return composer.Build(); });
   const std::int64_t size_bytes = outgoing.size_bytes();
-  sys::EndIfAsked();
+  if (sys::EndAsked()) {
+    outgoing = {};
+    sys::EndIfAsked();
+  }
   const std::string path = queue.Submit(envelope, channel, outgoing.path());
   queue.Note(LogNote(envelope, path, channel, size_bytes));
   Tell(arguments, envelope, path, channel, size_bytes);

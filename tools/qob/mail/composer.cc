@@ -78,16 +78,19 @@ bool IsJapanese(const std::string& charset) { return EqualFold(charset, "ISO-202
 // The boundary of a multipart as the library wrote it into the header.
 std::string BoundaryOf(const std::string& path) {
   std::array<char, 65536> head{};
-  std::string text;
+  // The field may be the first of all.
+  std::string text = "\r\n";
   sys::File file = sys::File::OpenToRead(path);
-  const std::string_view mark = "; boundary=\"";
+  constexpr std::string_view kField = "\r\nContent-type: multipart/";
+  constexpr std::string_view kMark = "; boundary=\"";
   for (;;) {
     const std::ptrdiff_t got = file.Read(head.data(), head.size());
     if (got <= 0) return {};
     text.append(head.data(), static_cast<std::size_t>(got));
-    const std::size_t at = text.find(mark);
-    const std::size_t end = at == std::string::npos ? at : text.find('"', at + mark.size());
-    if (end != std::string::npos) return text.substr(at + mark.size(), end - at - mark.size());
+    const std::size_t field = text.find(kField);
+    const std::size_t at = field == std::string::npos ? field : text.find(kMark, field);
+    const std::size_t end = at == std::string::npos ? at : text.find('"', at + kMark.size());
+    if (end != std::string::npos) return text.substr(at + kMark.size(), end - at - kMark.size());
   }
 }
 
@@ -133,13 +136,16 @@ BuiltFile::~BuiltFile() {
   if (!path_.empty()) sys::Remove(path_);
 }
 
-BuiltFile Composer::Build() {
-  Progress progress(options_.attachments.size() + 2);
+void Composer::Read() {
   if (options_.has_body) PlanBody();
+  Progress progress(options_.attachments.size());
   for (const Attachment& attachment : options_.attachments) {
     progress.Step(attachment.file);
     PlanAttachment(attachment);
   }
+}
+
+BuiltFile Composer::Build() {
   BuiltFile built = BuildWhole();
   for (const Input& input : inputs_) input.RequireUnchanged();
   if (sys::StatusOf(built.path()).size_bytes > kLargest)
@@ -162,6 +168,8 @@ void Composer::PlanBody() {
   const std::string what = input.name();
   if (part.type.IsText()) {
     PlanText(std::move(input), part, what);
+  } else if (part.type.Is("message", "rfc822")) {
+    PlanMessage(std::move(input), part);
   } else {
     PlanFile(std::move(input), part);
   }

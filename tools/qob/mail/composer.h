@@ -35,11 +35,14 @@ class BuiltFile {
 class Composer {
  public:
   // with_bcc: a Bcc field is written. dot_ends: a line with a single dot ends a text from standard
-  // input. The library must be started.
+  // input. options must outlive the object.
   Composer(const MessageOptions& options, bool with_bcc, bool dot_ends)
       : options_(options), with_bcc_(with_bcc), dot_ends_(dot_ends) {}
 
-  // Throws Failure; nothing is left then.
+  // Opens every file and takes in every text. Leaves nothing that an interrupt would have to
+  // remove. Throws Failure.
+  void Read();
+  // Has the library build what was read; it must be started. Throws Failure; nothing is left then.
   BuiltFile Build();
 
  private:

@@ -91,6 +91,8 @@ MediaType ParseMediaType(const std::string& what, std::string_view text) {
   const std::size_t slash = text.find('/');
   MediaType type{std::string(text.substr(0, slash)),
                  slash == std::string_view::npos ? "" : std::string(text.substr(slash + 1))};
+  if (EqualFold(type.type, "multipart"))
+    throw Failure(ExitCode::kUsage, what + " " + std::string(text) + ": use --multipart for that");
   if (IsToken(type.type) && IsToken(type.subtype)) return type;
   throw Failure(ExitCode::kUsage, what + " " + std::string(text) + ": give one like text/html");
 }

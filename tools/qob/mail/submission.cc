@@ -7,6 +7,7 @@
 #include <qob3xapi/frame.h>
 #include <qob3xapi/submit.h>
 #include <qobplatform/logapi.h>
+#include <qobplatform/mqapi.h>
 
 #include "../failure.h"
 #include "../library_log.h"
@@ -92,6 +93,7 @@ SiteQueue::~SiteQueue() {
   for (const std::string& problem : LibraryLog::Get().problems())
     LogMessage(kFailureLevel, kClient, problem.c_str());
   if (!note_.empty()) LogMessage(kDetailLevel, kClient, note_.c_str());
+  MQTerminate();
   TerminateQOBDll();
 }
 
