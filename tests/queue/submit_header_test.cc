@@ -200,6 +200,21 @@ TEST_F(SubmitHeader, TheNameIsTheLastComponentWithoutExtension) {
   EXPECT_NE(queued.find(") id 00000000; "), std::string::npos) << queued;
 }
 
+TEST_F(SubmitHeader, TellsTheLocalTimeInWinter) {
+  Start("PST8PDT", kNames);
+  const std::string queued = Queued("\r\n");
+  EXPECT_NE(queued.find(" id 00000000; Sun, 15 Nov 2026 02:24:05 -0800\r\n"), std::string::npos);
+  EXPECT_NE(queued.find("\r\nDate: Sun, 15 Nov 2026 02:24:05 -0800\r\n"), std::string::npos);
+}
+
+TEST_F(SubmitHeader, TellsTheLocalTimeInSummer) {
+  Start("PST8PDT", kNames);
+  g_moment = 1'783'000'800;  // Thu, 2 Jul 2026 14:00:00 UTC
+  const std::string queued = Queued("\r\n");
+  EXPECT_NE(queued.find(" id 00000000; Thu, 2 Jul 2026 07:00:00 -0700\r\n"), std::string::npos);
+  EXPECT_NE(queued.find("\r\nDate: Thu, 2 Jul 2026 07:00:00 -0700\r\n"), std::string::npos);
+}
+
 TEST_F(SubmitHeader, EachMessageHasItsOwnName) {
   Queued("\r\n");
   const std::string second = Queued("\r\n");
