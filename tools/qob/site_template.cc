@@ -44,7 +44,7 @@ GatewayHostName=@HOST@
 [Options]
 ; Who bounces come from. '<>' keeps a bounce that cannot be delivered from being answered again.
 BounceSender=<>
-; YES: the postmaster gets every bounce in place of the sender.
+; YES: the postmaster gets what nobody else wants back: mail whose sender is <>, and notices of failures.
 ;BounceToPostmaster=NO
 ; YES: the postmaster gets a copy of every bounce.
 ;bounceToPostmaster=NO
