@@ -57,10 +57,13 @@ class CliMemory(ToolTest):
         self.good("config", "show")
         self.good("config", "check")
 
-    def test_build_and_send(self):
+    def test_build(self):
         name = self.file("B\u00fccher.pdf", b"%PDF" * 1000)
         for words in (["--charset", "ISO-2022-JP"], ["--multipart", "related", "--part", "id=a,description=\u00fc,file=" + name], ["--header", "Reply-To: \u00c4 <a@b>"]):
             self.good("build", "--from", "J\u00f6rg <j@x.example>", "--to", "a@b, c@d (C)", "-s", "Gr\u00fc\u00dfe " * 50, "--text", "x", "-a", name, *words)
+
+    def test_send(self):
+        name = self.file("B\u00fccher.pdf", b"%PDF" * 1000)
         for path in ("queue", "site"):
             os.mkdir(self.path(path))
         self.file("etc/twmta.ini", "[Gateway]\nTimeZone=xxx\nQueueDirectory=%s\nTemporaryDirectory=%s\n" % (self.path("queue"), self.path("site")))
