@@ -195,30 +195,33 @@ Status OpenRelation::OpenIndex() {
   return store::kIoError;
 }
 
+Status OpenRelation::LookAtRecords(Seen* seen) const {
+  const Status status = Look(data_path_, seen);
+  if (status == store::kNoSuchFile) return store::kNotOpen;
+  return status == store::kOk && seen->status.size == 0 ? store::kBufferTooShort : status;
+}
+
+Status OpenRelation::OpenFiles() {
+  Status status = LookAtRecords(&data_);
+  if (status == store::kOk) status = OpenRecords();
+  return status == store::kOk ? OpenIndex() : status;
+}
+
 Status OpenRelation::Open(std::string_view directory, std::string_view name,
                           std::shared_ptr<OpenRelation>* relation) {
   if (directory.empty() || name.empty()) return store::kNotOpen;
   Kept& kept = Kept::OfThisProcess();
-  std::shared_ptr<OpenRelation> found = kept.Find(directory, name);
-  std::shared_ptr<OpenRelation> fresh;
-  if (found == nullptr) fresh.reset(new OpenRelation(directory, name));
-  Seen data;
-  Status status = Look((found != nullptr ? found : fresh)->data_path_, &data);
-  if (status == store::kNoSuchFile) status = store::kNotOpen;
-  if (status == store::kOk && data.status.size == 0) status = store::kBufferTooShort;
-  if (status == store::kOk && found != nullptr && found->IsGood(data)) {
-    *relation = std::move(found);
-    return store::kOk;
-  }
-  if (found != nullptr) {
+  if (std::shared_ptr<OpenRelation> found = kept.Find(directory, name)) {
+    Seen now;
+    if (found->LookAtRecords(&now) == store::kOk && found->IsGood(now)) {
+      *relation = std::move(found);
+      return store::kOk;
+    }
     // Closed first, if nobody else has it: opening then looks at everything.
     kept.Drop(*found);
-    found = nullptr;
-    fresh.reset(new OpenRelation(directory, name));
   }
-  fresh->data_ = data;
-  if (status == store::kOk) status = fresh->OpenRecords();
-  if (status == store::kOk) status = fresh->OpenIndex();
+  std::shared_ptr<OpenRelation> fresh(new OpenRelation(directory, name));
+  const Status status = fresh->OpenFiles();
   if (status != store::kOk) return status;
   kept.Keep(fresh);
   *relation = std::move(fresh);

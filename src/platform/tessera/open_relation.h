@@ -51,6 +51,8 @@ class OpenRelation {
   static bool IsUntouched(const Seen& before, const Seen& now);
   // Kept and all as it was.
   bool IsGood(const Seen& data) const;
+  store::Status LookAtRecords(Seen* seen) const;
+  store::Status OpenFiles();
   store::Status OpenRecords();
   store::Status OpenIndex();
   store::Status TakeIndex(const IndexBytes& expected);
