@@ -76,12 +76,14 @@ class PythonMessage:
                 yield from self._walk(part)
             return
         payload = message.get_payload(decode=True)
-        yield Leaf(message.get_content_type(), payload if payload is not None else b"", message.get_filename())
+        leaf = Leaf(message.get_content_type(), payload if payload is not None else b"", message.get_filename())
+        leaf.about = (message["content-id"], message["content-description"])
+        yield leaf
 
     def header(self):
         subject = self._message["subject"]
         found = {"subject": None if subject is None else str(subject)}
-        for field in ("from", "to", "cc"):
+        for field in ("from", "to", "cc", "bcc"):
             value = self._message[field]
             found[field] = [] if value is None else [(a.display_name, a.addr_spec) for a in value.addresses]
         return found
@@ -130,6 +132,8 @@ def check_python(message, data):
     read = PythonMessage(data)
     problems = compare_leaves(message.leaves, read.leaves)
     header = read.header()
+    problems += [f"leaf about {theirs.about!r} for {mine.about!r}" for mine, theirs in zip(message.leaves, read.leaves)
+                 if theirs.about != mine.about]
     problems += [f"{field}: {header[field]!r} for {wanted!r}" for field, wanted in message.header.items()
                  if header[field] != wanted]
     return [f"python: {p}" for p in problems]

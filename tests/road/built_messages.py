@@ -35,6 +35,7 @@ class Leaf:
         self.name = name
         self.nested = nested
         self.japanese = False
+        self.about = (None, None)  # id and description
 
 
 def chars(data):
@@ -61,10 +62,21 @@ class Message:
 
     def _build(self):
         header = self._header()
-        if self._random.random() < 0.5:
+        kind = self._random.random()
+        if kind < 0.4:
             self._single(header, 0, self.path)
+        elif kind < 0.5:
+            self._around(header, 0, self.path)
         else:
             self._multi(header, 0, self.path)
+
+    def _around(self, header, depth, out):
+        """The header in front of a part that was built before."""
+        part = self._file()
+        self._single({}, depth, part)
+        del header["bcc"]
+        self.header["bcc"] = []
+        self.jobs.append({**header, "call": "v2", "body": str(part), "out": str(out)})
 
     def _file(self, data=None):
         path = self._work / f"{self.number:04}-{self._files}"
@@ -97,17 +109,18 @@ class Message:
         subject = self._text()
         if self.site == "jis":  # a subject is not converted there, and must not hold what is none of its charset
             subject = " ".join(self._random.choices(ASCII_WORDS, k=5))
-        people = {"to": [], "cc": []}
+        people = {"to": [], "cc": [], "bcc": []}
         job = {"subject": self._local(subject), "extra": ["X-Number: " + str(self.number)]}
-        for field, most in (("to", 8), ("cc", 3)):
+        for field, most in (("to", 8), ("cc", 3), ("bcc", 2)):
             people[field] = [self._person(n) for n in range(self._random.randint(0, most))]
             # An empty list would end the header early.
             if people[field]:
                 job[field] = [self._local(text) for _, _, text in people[field]] + [""]
+        job.setdefault("bcc", None)
         sender = self._person(99)
         job["from"] = self._local(sender[2])
         self.header = {"subject": subject, "from": [sender[:2]], "to": [p[:2] for p in people["to"]],
-                       "cc": [p[:2] for p in people["cc"]]}
+                       "cc": [p[:2] for p in people["cc"]], "bcc": [p[:2] for p in people["bcc"]]}
         return job
 
     # --- content
@@ -127,11 +140,13 @@ class Message:
         params = ([] if name is None else [form.format(self._local(name))]) + self._random.choice([[], ["x-note=one two"]])
         encoding = "quoted-printable" if kind == "binary-qp" else kind
         job = {**header, "call": "single", "type": content_type[0], "subtype": content_type[1], "params": params,
-               "encoding": self._random.choice([encoding, encoding.upper()]), "body": str(self._file(data)), "out": str(out)}
+               "encoding": self._random.choice([encoding, encoding.upper()]), "id": self._random.choice([None, "<id@x.y>"]),
+               "description": self._random.choice([None, "", "a text, as given"]), "body": str(self._file(data)), "out": str(out)}
         if encoding == "quoted-printable" and content_type[0] == "text" and self._random.random() < 0.5:
             del job["encoding"]
         self.jobs.append(job)
         self.leaves.append(Leaf("/".join(content_type), data, encoding, name, depth > 0))
+        self.leaves[-1].about = (job["id"], job["description"] or None)
 
     def _japanese(self, header, depth, out):
         words = WORDS["jis"] + ["ASCII", "ABC def"]
