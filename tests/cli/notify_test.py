@@ -255,6 +255,28 @@ class NotifyTest(QueueTest):
         self.assertNotIn("\x1b", done.text)
         self.assertIn("Action: failed", done.text)
 
+    def test_real_notifications_are_read_as_others_read_them(self):
+        folder = os.environ.get("QOB_TEST_MAIL")
+        if not folder:
+            self.skipTest("QOB_TEST_MAIL names no folder of real mail")
+        done = self.run_tool("dsn", "parse", "-r", "--json", folder)
+        self.assertIn(done.code, (0, 65), done.err)
+        rows = self.objects(done.out)
+        self.assertGreater(len(rows), 0)
+        for row in rows:
+            with open(row["file"], "rb") as file:
+                message = email.message_from_binary_file(file)
+            status = next(part for part in message.walk() if part.get_content_type() == "message/delivery-status")
+            groups = [group for group in status.get_payload() if group.keys()]
+            self.assertEqual("%(type)s; %(name)s" % row["reporting_mta"], groups[0]["Reporting-MTA"])
+            self.assertEqual(len(row["recipients"]), len(groups) - 1)
+            for mine, group in zip(row["recipients"], groups[1:]):
+                self.assertEqual((mine["action"], mine["status"]), (group["Action"], group["Status"]))
+                self.assertEqual(mine["failed"], group["Action"].lower() == "failed")
+                address = mine["final_recipient"]
+                self.assertEqual([address["type"], address["address"]],
+                                 [text.strip() for text in group["Final-Recipient"].split(";")])
+
     # ---- notice and sendlog ----
 
     def test_a_notice_has_its_text_and_files(self):
