@@ -5,8 +5,12 @@ import subprocess
 
 from tool import PAGES, SOURCE, ToolTest, has_program, read
 
-COMMANDS = ["parse", "extract", "header", "build", "send", "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
-            "config show", "config get", "config set", "config check", "jis encode", "jis decode", "jis check",
+COMMANDS = ["parse", "extract", "header", "build", "send", "bounce", "dsn send", "dsn parse", "notice", "sendlog",
+            "address", "date", "word encode", "word decode", "binhex encode", "binhex decode", "uudecode",
+            "init", "config show", "config get", "config set", "config check", "jis encode", "jis decode", "jis check",
+            "magic list", "magic find", "magic add", "magic update", "magic remove", "magic import", "magic export",
+            "peer list", "peer get", "peer set", "peer remove", "peer explain",
+            "ban list", "ban add", "ban remove", "ban check",
             "queue list", "queue show", "queue stats", "queue shape", "queue recipients", "queue reasons", "queue watch",
             "queue retry", "queue hold", "queue release", "queue remove", "queue move", "queue lock", "queue unlock", "queue check",
             "channel list", "channel show", "channel drain"]
