@@ -14,10 +14,10 @@
 #include <qob3xapi/qob3xapi.h>
 #include <qobplatform/mqapi.h>
 
+#include <ctype.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <strings.h>
 #include <time.h>
 
 enum { kLine = 2048, kPath = 256, kMostRecipients = 1000 };
@@ -32,6 +32,15 @@ typedef struct Session {
   int count;
   long limit; /* bytes of the message; 0 none */
 } Session;
+
+/* As in "MAIL" and "mail"; the C library has no such comparison of its own. */
+static int EqualFold(const char* left, const char* right, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    if (tolower((unsigned char)left[i]) != tolower((unsigned char)right[i])) return 0;
+    if (left[i] == '\0') break;
+  }
+  return 1;
+}
 
 static void Reply(const char* text) {
   fputs(text, stdout);
@@ -89,7 +98,7 @@ static char* AddressOf(const char* text, const char* word, const char** rest) {
   const size_t length = strlen(word);
   const char* begin;
   const char* end;
-  if (strncasecmp(text, word, length) != 0) return NULL;
+  if (!EqualFold(text, word, length)) return NULL;
   begin = text + length;
   while (*begin == ' ') ++begin;
   if (*begin++ != '<') return NULL;
@@ -110,7 +119,7 @@ static char* Parameter(const char* rest, const char* name) {
   const size_t length = strlen(name);
   for (const char* at = rest; at != NULL && *at != '\0'; at = strchr(at, ' ')) {
     while (*at == ' ') ++at;
-    if (strncasecmp(at, name, length) == 0 && at[length] == '=') {
+    if (EqualFold(at, name, length) && at[length] == '=') {
       return Copy(at + length + 1, strcspn(at + length + 1, " "));
     }
   }
@@ -128,7 +137,7 @@ static int32_t NotifyFlags(const char* rest) {
   char* value = Parameter(rest, "NOTIFY");
   int32_t flags = 0;
   for (char* word = value == NULL ? NULL : strtok(value, ","); word; word = strtok(NULL, ",")) {
-    for (int bit = 0; bit < 4; ++bit) flags |= strcasecmp(word, names[bit]) == 0 ? 1 << bit : 0;
+    for (int bit = 0; bit < 4; ++bit) flags |= EqualFold(word, names[bit], kLine) ? 1 << bit : 0;
   }
   free(value);
   return flags;
@@ -158,7 +167,7 @@ static void TakeSender(Session* session, const char* text) {
     session->sender.address = *address == '\0' ? Copy("<>", 2) : Copy(address, strlen(address));
     session->sender.envelopeId = Parameter(rest, "ENVID");
     if (ret != NULL) {
-      session->sender.firstOption = strcasecmp(ret, "FULL") == 0 ? kFullMessage : kHeadersOnly;
+      session->sender.firstOption = EqualFold(ret, "FULL", kLine) ? kFullMessage : kHeadersOnly;
     }
     free(ret);
     free(address);
@@ -299,7 +308,7 @@ static void Greet(Session* session, const char* name, int extended) {
 
 static int Is(const char* line, const char* word) {
   const size_t length = strlen(word);
-  return strncasecmp(line, word, length) == 0 && (line[length] == '\0' || line[length] == ' ');
+  return EqualFold(line, word, length) && (line[length] == '\0' || line[length] == ' ');
 }
 
 /* False ends the session. */
