@@ -172,6 +172,28 @@ TEST_F(BuildRules, NothingIsChangedInWhatIsHandedIn) {
   EXPECT_EQ(text, value);
 }
 
+TEST_F(BuildRules, ThreadsBuildAtOnceWithoutMeeting) {
+  SetIni("LocalCharSet=ISO-2022-JP\n");
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 6; ++number) {
+    threads.emplace_back([this, number] {
+      const std::string subject = "s" + std::to_string(number);
+      const std::string body = spool_.File("body-" + subject, Times(5000, 'b') + subject);
+      std::string japanese = "\x88\x9F <u@x.y>";
+      ms to{japanese.data(), nullptr};
+      for (int round = 0; round < 15; ++round) {
+        EXPECT_EQ(
+            Take(MimeBuildMessage(nullptr, &to, subject.c_str(), nullptr, "text", "plain", nullptr,
+                                  "7bit", nullptr, nullptr, body.c_str(), nullptr, 2)),
+            "To: \x1B$B0!\x1B(J <u@x.y>\r\nSubject: " + subject + "\r\n\r\n" + Times(5000, 'b') +
+                subject);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(spool_.TempFiles().empty());
+}
+
 // ---- several parts
 
 class BuildPartsRules : public BuildTest {
