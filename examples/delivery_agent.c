@@ -146,8 +146,10 @@ static int Handle(const char* path, uint32_t id, const char* channel, MesgHandle
   return done;
 }
 
-/* The number of messages that stay. */
+/* The number of messages that stay, or -1. */
 static long Drain(MQChannel* channel, const char* name, MesgHandle* db) {
+  MesgRecord record;
+  int32_t status;
   uint32_t id = 0;
   long left = 0;
   while (!asked_to_end && GetNextMQEntry(channel, &id)) {
@@ -160,7 +162,9 @@ static long Drain(MQChannel* channel, const char* name, MesgHandle* db) {
     if (!Handle(path, id, name, db)) ++left;
     DeleteLockFile(path);
   }
-  return left + asked_to_end;
+  /* A walk ends at the end, or when the database cannot be read; here the database says which. */
+  status = GetFirstMesgRecordByKey(db, &record, 0);
+  return status == 0 || status == 9 ? left + asked_to_end : -1;
 }
 
 static int MakeMaildir(void) {
