@@ -1,8 +1,11 @@
 // A relation with its record typed, and the two ways in which this folder holds one: for a single
 // call, and for as long as the process keeps it.
 #pragma once
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -10,6 +13,7 @@
 #include <qobplatform/tessera.h>
 
 #include "db/place.h"
+#include "platform/os/process.h"
 
 namespace qob::db {
 
@@ -20,6 +24,7 @@ inline constexpr dbError kNoRelation = 3;
 inline constexpr dbError kNoPlace = 4;  // of next: the pass has none
 inline constexpr dbError kNoFurtherRecord = 17;
 inline constexpr dbError kEmptyFile = 22;
+inline constexpr dbError kNoMemory = 101;
 
 template <class Row>
 class Relation final : public tesRel {
@@ -64,10 +69,19 @@ dbError FirstMatch(Relation<Row>& relation, Match&& match) {
 // The relation that a process opens once. A second object walks: changes made in between must not
 // take its place away, or a loop that changes what it meets would begin again and again. Calls take
 // turns.
+//
+// A child of a fork never touches its parent's: the turn may be held by a thread that the child has
+// not. What its parent had opened gives it kNoRelation until it opens for itself.
 template <class Row>
 class ProcessRelation {
  public:
   explicit ProcessRelation(const char* name) : name_(name) {}
+  ~ProcessRelation() {
+    const State* const state = state_.load();
+    if (state != nullptr && state->process == os::ProcessId()) delete state;
+  }
+  ProcessRelation(const ProcessRelation&) = delete;
+  ProcessRelation& operator=(const ProcessRelation&) = delete;
 
   struct Opened {
     dbError status = kOk;
@@ -75,38 +89,43 @@ class ProcessRelation {
   };
   // Throws std::bad_alloc; then nothing is open.
   Opened Open() {
-    std::scoped_lock turn(turns_);
-    both_.reset();
+    State& state = MyState();
+    std::scoped_lock turn(state.turns);
+    state.both.reset();
+    state.inherited = false;
     const Place place;
     Opened opened;
-    opened.status = OpenBoth(place);
+    opened.status = OpenBoth(state, place);
     if (opened.status == kNoRelation || opened.status == kEmptyFile) {
       opened.seed_wanted = true;
       PlaceSeed(place, name_);
-      opened.status = OpenBoth(place);
+      opened.status = OpenBoth(state, place);
     }
+    state.opened = true;
     return opened;
   }
 
   void Close() {
-    std::scoped_lock turn(turns_);
-    both_.reset();
+    WithState([](State& state) {
+      state.both.reset();
+      state.inherited = state.opened = false;
+      return kOk;
+    });
   }
 
   // work(relation) under the relation's lock; kMisused when there is no relation.
   template <class Work>
   std::int32_t Change(Work&& work) {
-    std::scoped_lock turn(turns_);
-    if (!both_) return kMisused;
-    const Held held(both_->records);
-    return held.result() == kOk ? work(both_->records) : held.result();
+    return WithBoth([&](Both& both) {
+      const Held held(both.records);
+      return held.result() == kOk ? work(both.records) : held.result();
+    });
   }
 
   // work(relation) with the relation that walks, which it may lock.
   template <class Work>
   std::int32_t Walk(Work&& work) {
-    std::scoped_lock turn(turns_);
-    return both_ ? work(both_->walk) : kMisused;
+    return WithBoth([&](Both& both) { return work(both.walk); });
   }
 
  private:
@@ -116,18 +135,55 @@ class ProcessRelation {
     Relation<Row> records;
     Relation<Row> walk;
   };
+  struct State {
+    const std::uint32_t process = os::ProcessId();
+    const State* parent = nullptr;     // of the process that forked this one
+    bool inherited = false;            // it had a relation, and none was opened here since
+    std::atomic<bool> opened = false;  // what a child wants to know
+    std::mutex turns;
+    tesseraBase session;
+    std::optional<Both> both;  // ends before its session
+  };
 
-  dbError OpenBoth(const Place& place) {
-    both_.reset();
-    both_.emplace(session_, place.queue, name_);
-    const dbError status = both_->records.status();
-    return status != kOk ? status : both_->walk.status();
+  State& MyState() {
+    State* present = state_.load();
+    while (present == nullptr || present->process != os::ProcessId()) {
+      auto fresh = std::make_unique<State>();
+      fresh->parent = present;
+      fresh->inherited = present != nullptr && present->opened;
+      if (state_.compare_exchange_strong(present, fresh.get())) present = fresh.release();
+    }
+    return *present;
+  }
+
+  template <class Work>
+  std::int32_t WithState(Work&& work) {
+    try {
+      State& state = MyState();
+      std::scoped_lock turn(state.turns);
+      return work(state);
+    } catch (const std::bad_alloc&) {
+      return kNoMemory;
+    }
+  }
+
+  template <class Work>
+  std::int32_t WithBoth(Work&& work) {
+    return WithState([&](State& state) -> std::int32_t {
+      if (state.inherited) return kNoRelation;
+      return state.both ? work(*state.both) : kMisused;
+    });
+  }
+
+  dbError OpenBoth(State& state, const Place& place) {
+    state.both.reset();
+    state.both.emplace(state.session, place.queue, name_);
+    const dbError status = state.both->records.status();
+    return status != kOk ? status : state.both->walk.status();
   }
 
   const char* const name_;
-  std::mutex turns_;
-  tesseraBase session_;
-  std::optional<Both> both_;  // ends before its session
+  std::atomic<State*> state_{nullptr};
 };
 
 }  // namespace qob::db

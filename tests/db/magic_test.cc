@@ -1,4 +1,5 @@
 // The records of the file type database, kept through the process's relation.
+#include <atomic>
 #include <thread>
 
 #include "db/db_fixture.h"
@@ -266,6 +267,34 @@ TEST_F(FileTypes, OfAParentGive3InItsChild) {
             }),
             3);
   EXPECT_EQ(TypeOf("a"), "");
+}
+
+// Whatever the parent's threads hold at that moment.
+TEST_F(FileTypes, AreOpenedAnewByChildrenOfABusyParent) {
+  StartMagic({Magic("a", "first")});
+  std::atomic<bool> done = false;
+  std::thread busy([&] {
+    MagicRecordBuffer out{};
+    while (!done) EXPECT_EQ(FindMagicRecord(&out.record, "a"), 0);
+  });
+  for (int i = 0; i < 30; ++i) {
+    EXPECT_EQ(InChild([] {
+                alarm(60);
+                libmagic_init();
+                return TypeOf("a") == "first" ? 0 : 1;
+              }),
+              0);
+  }
+  done = true;
+  busy.join();
+}
+
+TEST_F(FileTypes, OfAParentThatHadNoneAreNoneInItsChild) {
+  EXPECT_EQ(InChild([] {
+              MagicRecordBuffer out{};
+              return FindMagicRecord(&out.record, "a") == -1 ? 0 : 1;
+            }),
+            0);
 }
 
 TEST_F(FileTypes, OfManyProcessesAreAllAdded) {
