@@ -55,6 +55,17 @@ class CliTerminal(ToolTest):
         for env in (self.environment(TERM="dumb"), self.environment(TERM=None)):
             self.assertNotIn(b"\x1b", self.on_terminal("parse", "nested-multipart.eml", env=env)[0])
 
+    def test_shows_how_far_a_large_message_is(self):
+        for name in ("queue", "site"):
+            os.mkdir(self.path(name))
+        self.file("etc/twmta.ini", "[Gateway]\nTimeZone=xxx\nQueueDirectory=%s\nTemporaryDirectory=%s\n" % (self.path("queue"), self.path("site")))
+        path = self.file("m.eml", b"Subject: x\n\n" + b"0123456789abcde\n" * (3 << 18))
+        words = ("send", "--message", path, "a@b.example")
+        self.assertIn(b"12 MB of", self.on_terminal(*words)[1])
+        self.assertEqual(self.on_terminal(*words, err=False)[1], b"")
+        parts = ("build", "--text", "x", "-a", path, "-a", path, "-o", self.path("out.eml"))
+        self.assertIn(b"/2 ", self.on_terminal(*parts)[1])
+
     def test_obeys_the_color_option(self):
         self.assertIn(b"\x1b[1m", self.good("parse", "--color", "always", sample("dsn.eml")).out)
         self.assertNotIn(b"\x1b", self.on_terminal("parse", "--color", "never", "dsn.eml")[0])

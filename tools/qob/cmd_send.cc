@@ -77,7 +77,7 @@ Outgoing TakeReady(const Arguments& arguments, mail::Envelope* envelope) {
                                                  mail::WordCharset()));
   }
   Outgoing outgoing;
-  outgoing.spool = std::make_unique<mail::Spool>(raw);
+  outgoing.spool = std::make_unique<mail::Spool>(raw, mail::Spool::Look::kAtSize);
   message.WriteTo(outgoing.spool.get(), raw);
   return outgoing;
 }

@@ -16,7 +16,7 @@ Failure CannotWrite(const std::string& folder, int error) {
 
 }  // namespace
 
-Spool::Spool(bool raw) : raw_(raw) {
+Spool::Spool(bool raw, Look look) : raw_(raw), look_(look) {
   int error = 0;
   file_ = sys::OpenScratch(&folder_, &error);
   if (!file_) throw CannotWrite(folder_, error);
@@ -35,7 +35,8 @@ void Spool::Write(std::string_view block) {
 }
 
 void Spool::Flush() {
-  scan_.Take(text_);
+  if (look_ == Look::kAtAll) scan_.Take(text_);
+  size_bytes_ += static_cast<std::int64_t>(text_.size());
   if (!file_.Write(text_)) throw CannotWrite(folder_, file_.error());
   text_.clear();
 }
@@ -43,6 +44,7 @@ void Spool::Flush() {
 void Spool::Finish() {
   Flush();
   traits_ = scan_.Finish();
+  traits_.size_bytes = size_bytes_;
   if (traits_.size_bytes > kLargest)
     throw Failure(ExitCode::kData,
                   "the text is larger than 2147483647 bytes, the most that a message can have: "

@@ -2,6 +2,7 @@
 #ifndef TOOLS_QOB_MAIL_SPOOL_H
 #define TOOLS_QOB_MAIL_SPOOL_H
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,9 +14,11 @@ namespace cli::mail {
 
 class Spool {
  public:
-  // raw: the bytes stay as they are; else every bare line feed becomes CR LF. Throws Failure, as
-  // all below.
-  explicit Spool(bool raw);
+  enum class Look { kAtAll, kAtSize };
+
+  // raw: the bytes stay as they are; else every bare line feed becomes CR LF. look: what of the
+  // traits is wanted. Throws Failure, as all below.
+  explicit Spool(bool raw, Look look = Look::kAtAll);
 
   void Write(std::string_view block);
   // The end of the text; nothing is written after it.
@@ -30,10 +33,12 @@ class Spool {
   void Flush();
 
   bool raw_;
+  Look look_;
   sys::File file_;
   std::string folder_;
   LineEndWriter ends_;
   TextScan scan_;
+  std::int64_t size_bytes_ = 0;
   TextTraits traits_;
   std::string text_;
 };
