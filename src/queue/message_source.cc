@@ -31,9 +31,8 @@ bool IsEmptyLine(std::string_view line) {
 }
 
 std::string_view WithoutLineEnd(std::string_view line) {
-  if (line.ends_with('\n')) line.remove_suffix(1);
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return line;
+  if (line.ends_with("\r\n")) return line.substr(0, line.size() - 2);
+  return line.substr(0, line.size() - (EndsLine(line) ? 1 : 0));
 }
 
 class MessageCopy {
