@@ -50,8 +50,7 @@ constexpr ExampleRow kMagicUpdate[] = {
     {"qob magic update step --mac 'TEXT ttxt'", "the other fields stay"}};
 constexpr ExampleRow kMagicRemove[] = {{"qob magic remove step", "the first record of that name"}};
 constexpr ExampleRow kMagicImport[] = {
-    {"qob magic export > types.jsonl; qob magic import -q /srv/queue types.jsonl",
-     "the types of one site for another"}};
+    {"qob magic import -q /srv/queue types.jsonl", "the types that another site has exported"}};
 constexpr ExampleRow kMagicExport[] = {
     {"qob magic export > types.jsonl", "all file types, to keep or to import elsewhere"}};
 

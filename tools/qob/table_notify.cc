@@ -15,8 +15,9 @@ constexpr OptionRow kBody = {"--body", "FILE", "a file with that text, - for sta
                              Offers::kFiles};
 constexpr OptionRow kRecipient = {
     "--recipient", "SPEC",
-    "a recipient: ADDRESS,action=failed,status=5.1.1,remote=mx.example.net,original=rfc822;ADDRESS,"
-    "last=SECONDS,retry=SECONDS,diagnostic=TEXT; several times"};
+    "a recipient: the address, and behind it, each after a comma and without blanks, "
+    "action=failed, status=5.1.1, remote=mx.example.net, original=rfc822;ADDRESS, last=SECONDS, "
+    "retry=SECONDS, diagnostic=TEXT (to the end); several times"};
 constexpr OptionRow kFields = {"--fields", "FILE", "recipients as JSON lines, - for standard input",
                                Offers::kFiles};
 constexpr OptionRow kReturn = {"--return", "WHAT",
@@ -44,7 +45,7 @@ constexpr ExampleRow kBounceExamples[] = {
 constexpr OptionRow kDsnSendOptions[] = {kRecipient, kFields,     kSubject, kText,    kBody,
                                          kReturn,    kPostmaster, kJson,    kVerbose, kHelp};
 constexpr ExampleRow kDsnSendExamples[] = {
-    {"qob dsn 0001A2B3 --recipient bob@example.net,status=5.1.1", "bob's copy failed"},
+    {"qob dsn send 0001A2B3 --recipient bob@example.net,status=5.1.1", "bob's copy failed"},
     {"qob dsn 0001A2B3 --recipient bob@example.net,action=delayed,status=4.4.1",
      "it waits; no failure"},
 };

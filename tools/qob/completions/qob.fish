@@ -156,7 +156,7 @@ complete -c qob -n '__fish_seen_subcommand_from bounce' -l postmaster -d 'to the
 complete -c qob -n '__fish_seen_subcommand_from bounce' -l json -d 'one JSON object on each line instead of the readable form'
 complete -c qob -n '__fish_seen_subcommand_from bounce' -s v -l verbose -d 'show every line that the library logs, on standard error'
 complete -c qob -n '__fish_seen_subcommand_from bounce' -s h -l help -d 'show examples and options, then end'
-complete -c qob -n '__fish_seen_subcommand_from dsn; and __fish_seen_subcommand_from send' -l recipient -x -d 'a recipient: ADDRESS,action=failed,status=5.1.1,remote=mx.example.net,original=rfc822;ADDRESS,last=SECONDS,retry=SECONDS,diagnostic=TEXT; several times'
+complete -c qob -n '__fish_seen_subcommand_from dsn; and __fish_seen_subcommand_from send' -l recipient -x -d 'a recipient: the address, and behind it, each after a comma and without blanks, action=failed, status=5.1.1, remote=mx.example.net, original=rfc822;ADDRESS, last=SECONDS, retry=SECONDS, diagnostic=TEXT (to the end); several times'
 complete -c qob -n '__fish_seen_subcommand_from dsn; and __fish_seen_subcommand_from send' -l fields -r -F -d 'recipients as JSON lines, - for standard input'
 complete -c qob -n '__fish_seen_subcommand_from dsn; and __fish_seen_subcommand_from send' -s s -l subject -x -d 'the subject'
 complete -c qob -n '__fish_seen_subcommand_from dsn; and __fish_seen_subcommand_from send' -l text -x -d 'the text for people'
