@@ -227,5 +227,29 @@ TEST_F(Committed, TheEnvelopeIsUnchangedByTheEnvelopeCalls) {
   EXPECT_EQ(put->recipients.count, 1u);
 }
 
+// ---- start-up
+
+TEST(StartUpWithTheQueue, FailsWhereTheDatabaseIsNotOursAndSucceedsWhenItIs) {
+  const TempSpool spool;
+  const std::string database = spool.File("queue/mesg.btr", "something else");
+  CapturedLog log;
+  EXPECT_EQ(InitQOBDll("road"), 0);
+  EXPECT_TRUE(log.Has(1, "MQInit failed."));
+  EXPECT_EQ(GetQueueDir(), spool.queue()) << "the rest of the set-up stands";
+  EXPECT_EQ(CreateMQEntry(), nullptr);
+  std::filesystem::remove(database);
+  EXPECT_EQ(InitQOBDll("road"), 1);
+  EXPECT_TRUE(std::filesystem::exists(database));
+  MQContext* const entry = CreateMQEntry();
+  EXPECT_NE(entry, nullptr);
+  DiscardMQEntry(entry);
+  TerminateQOBDll();
+  MQContext* const later = CreateMQEntry();
+  EXPECT_NE(later, nullptr) << "the end of the library is not that of the connection";
+  DiscardMQEntry(later);
+  MQTerminate();
+  spool::TheSite() = spool::Site();
+}
+
 }  // namespace
 }  // namespace qob
