@@ -1,7 +1,6 @@
 #include "platform/mq/entry_records.h"
 
 #include <new>
-#include <optional>
 #include <span>
 
 #include "platform/mq/database.h"
@@ -11,7 +10,6 @@
 #include "platform/spool/message_record.h"
 #include "platform/spool/names.h"
 #include "platform/spool/qualify.h"
-#include "platform/spool/site.h"
 
 namespace qob::mq {
 namespace {
@@ -20,8 +18,11 @@ using store::RecordFile;
 using store::Status;
 using store::Transaction;
 
+// The one the envelope calls read.
+constexpr char kConfigFile[] = "twmta.ini";
+
 spool::QualifySettings Settings() {
-  const os::ProfileReader config(spool::TheSite().config_file);
+  const os::ProfileReader config(kConfigFile);
   return spool::ReadQualifySettings(
       [&](const char* section, const char* key, const char* fallback, std::size_t size) {
         std::string value(size, '\0');
