@@ -45,7 +45,6 @@ class Entry {
  private:
   Entry() = default;
   bool TakeNumber();
-  void ComposePaths(std::string_view base);
   bool IsComplete() const;
   bool FlushFiles() const;
   bool Erase(const EntryRecords& records);
