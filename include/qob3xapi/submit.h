@@ -47,8 +47,8 @@ QOB_C_BEGIN
  * Owner   all arguments and the message file stay the caller's; the file is only read, never removed.
  * Result  a new heap text, the queue path of the message without extension (QOBFreeMQId): the message is in the queue. Null:
  *         it is not, and nothing of it is left there: no queue ("CreateMQEntry failed." at level 1), a message file that is
- *         missing or cannot be read, a queue directory that takes no file, no channel, no recipient left, a queue that refuses
- *         the commit, or memory exhausted ("Out of memory." at level 1).
+ *         missing, cannot be read or is a pipe or a device, a queue directory that takes no file, no channel, no recipient left,
+ *         a queue that refuses the commit, or memory exhausted ("Out of memory." at level 1).
  * Thread  any.
  * Source  RFC 822 section 4, RFC 1891; the texts are the system's own. */
 QOBAPI char* MimeSendMessage(const char* sender, const char* envelopeId, int32_t ret, int32_t reserved1,

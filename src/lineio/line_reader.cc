@@ -7,6 +7,7 @@
 
 #include "frame/report.h"
 #include "lineio/open_file.h"
+#include "platform/os/file_status.h"
 
 namespace qob {
 
@@ -56,6 +57,11 @@ void LineReader::Attach(os::Handle file) {
   if (!block_) block_.reset(new char[kBlockSize]);
   const os::Result<std::int64_t> at = os::SeekFile(file, 0, os::From::kCurrent);
   Start(file, false, at ? at.value : 0);
+}
+
+bool LineReader::IsNoFile() const {
+  const os::Result<os::FileStatus> status = os::StatusOfOpenFile(file_);
+  return status && status.value.kind != os::FileKind::kFile;
 }
 
 bool LineReader::ReadMore() {

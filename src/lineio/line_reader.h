@@ -45,6 +45,8 @@ class LineReader {
 
   // The file's size when it was opened; 0 where the system cannot tell.
   std::int64_t size() const { return size_; }
+  // What is open is known to be a pipe, a device or another thing that no file's bytes stand in.
+  bool IsNoFile() const;
   // Position of the next byte that Next gives.
   std::int64_t position() const { return block_start_ + static_cast<std::int64_t>(next_); }
 

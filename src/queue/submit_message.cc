@@ -144,8 +144,9 @@ char* SubmitFile(const Submission& submission) {
   LineReader message;
   FieldsPresent present;
   FileWriter file;
-  if (!message.OpenIfThere(submission.message_file) || !LookForFields(&message, &present) ||
-      !entry.CreateFile(&file)) {
+  // A pipe without its writer would be taken for an empty message.
+  if (!message.OpenIfThere(submission.message_file) || message.IsNoFile() ||
+      !LookForFields(&message, &present) || !entry.CreateFile(&file)) {
     return nullptr;
   }
   const SenderAddress sender = ReadSender(submission.sender);
