@@ -1,6 +1,8 @@
 // The library's own reader: the same pieces, nothing lost, positions of every piece.
 #include "lineio/line_reader.h"
 
+#include <sys/stat.h>
+
 #include <random>
 
 #include "lineio/lineio_support.h"
@@ -33,6 +35,18 @@ std::vector<std::size_t> Lengths(LineReader& reader, std::string* all) {
     lengths.push_back(piece.text.size());
   }
   return lengths;
+}
+
+TEST_F(LineReaderTest, TellsFilesFromPipesAndDevices) {
+  LineReader reader;
+  Open(reader, "");
+  EXPECT_FALSE(reader.IsNoFile());
+  const std::string pipe = spool_.path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_TRUE(reader.Open(pipe.c_str()));
+  EXPECT_TRUE(reader.IsNoFile());
+  ASSERT_TRUE(reader.Open("/dev/null"));
+  EXPECT_TRUE(reader.IsNoFile());
 }
 
 TEST_F(LineReaderTest, KeepsTheLastPieceOfEveryFile) {
