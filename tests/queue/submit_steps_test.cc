@@ -179,7 +179,7 @@ TEST_F(SubmitPresence, IsJudgedAsTheHeaderReaderReads) {
                                 "\rX: y",
                                 "X: a\rb",
                                 "Message-ID"};
-  const std::string ends[] = {"\r\n", "\r\n", "\r\n", "\n", "\r\r\n"};
+  const std::string ends[] = {"\r\n", "\r\n", "\r\n", "\n", "\r\r\n", "\r", ""};
   std::mt19937 dice(7);
   for (int round = 0; round < 150; ++round) {
     std::string message;
