@@ -69,6 +69,13 @@ TEST_F(BannedUsers, OfAnotherProcessAreSeenAtOnce) {
   EXPECT_EQ(BanUserExist("bob@example.org"), 1);
 }
 
+TEST_F(BannedUsers, AreReadUnderTheLock) {
+  tesseraBase session;
+  RawBans holder(session, spool_.queue(), "banuserdb");
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(BanUserExist("ann@example.org"), 1); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(BanUserExist("bob@example.org"), 0); });
+}
+
 TEST_F(BannedUsers, NeedNoStartUpOfAnyKind) {
   EXPECT_EQ(InChild([] { return BanUserExist("ann@example.org"); }), 1);
 }

@@ -6,6 +6,7 @@
 #include <qob3xapi/frame.h>
 
 #include "db/db_fixture.h"
+#include "support/captured_log.h"
 #include "support/two_processes.h"
 
 namespace qob::testing {
@@ -43,6 +44,14 @@ TEST_F(DatabaseContract, KeepsPeersForTheGetters) {
   EXPECT_EQ(SetIntervalFromC("example.org", 31), 5);
   EXPECT_EQ(GetPeerQueueRunInterval("mx.example.org"), 30);
   EXPECT_EQ(GetPeerQueueRunInterval("example.net"), 15);
+}
+
+TEST_F(DatabaseContract, TellsOfADamagedPeerDatabaseUnderTheNameGivenAtStartUp) {
+  spool_.Write(Queue("peerdb.db"), "no database");
+  CapturedLog log;
+  PeerDomainInfo info{};
+  EXPECT_EQ(GetPeerDomainInfo("example.org", &info), 0);
+  EXPECT_EQ(log.lines(), (std::vector<LogLine>{{6, "contract", "peer database error 30"}}));
 }
 
 TEST_F(DatabaseContract, EndsAProgramThatDidNotCloseThem) {

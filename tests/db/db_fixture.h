@@ -1,11 +1,14 @@
 // A queue directory with the small databases, written and read back here by offsets that are
 // counted by hand, not by the code under test.
 #pragma once
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -62,6 +65,23 @@ inline std::int32_t NumberAt(const std::string& record, std::size_t offset) {
   std::int32_t value = 0;
   std::memcpy(&value, record.data() + offset, sizeof value);
   return value;
+}
+
+// call() does not return before `holder` has given its lock back, and leaves it free.
+template <class Call>
+void ExpectToTakeTurns(tesRel& holder, Call&& call) {
+  ASSERT_EQ(holder.lock(false, kForever), 0);
+  std::atomic<bool> may_go = false;
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    may_go = true;
+    holder.unlock();
+  });
+  call();
+  EXPECT_TRUE(may_go);
+  other.join();
+  EXPECT_EQ(holder.lock(false, 0), 0);
+  EXPECT_EQ(holder.unlock(), 0);
 }
 
 // As much of the text as fits, without a NUL where it fills the place.

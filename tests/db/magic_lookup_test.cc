@@ -198,6 +198,27 @@ TEST_F(MagicLookup, WaitsForTheLock) {
   other.join();
 }
 
+TEST_F(MagicLookup, TakesTurnsInEveryDirection) {
+  tesseraBase session;
+  RawMagic holder(session, spool_.queue(), "magicdb");
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(ByExtension("txt"), "txt"); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(ByExtension("png"), "-1"); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(ByMac("TEXT", "ttxt"), "txt"); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(Extension("text", "plain"), "txt"); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(MacOf("txt"), "TEXTttxt"); });
+}
+
+// Of a longer name as much counts as a buffer of 260 bytes holds.
+TEST_F(MagicLookup, ReadsADirectoryOf259Characters) {
+  std::string directory = spool_.root() + "/";
+  directory.append(259 - directory.size(), 'd');
+  std::filesystem::rename(spool_.queue(), directory);
+  for (const char* more : {"", "d", "/elsewhere"}) {
+    spool_.SetWholeIni("[Gateway]\nQueueDirectory=" + directory + more + "\n");
+    EXPECT_EQ(ByExtension("txt"), "txt") << more;
+  }
+}
+
 TEST_F(MagicLookup, LeavesNoLockBehind) {
   EXPECT_EQ(ByExtension("txt"), "txt");
   EXPECT_EQ(ByExtension("png"), "-1");

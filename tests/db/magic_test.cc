@@ -230,6 +230,25 @@ TEST_F(FileTypes, SayThatTheyWereNotOpened) {
   EXPECT_EQ(log.lines(), (std::vector<LogLine>{{1, "Libmagic", "magic db not opened"}}));
 }
 
+TEST_F(FileTypes, AreReachedUnderTheLockWhateverTheResult) {
+  StartMagic({Magic("a"), Magic("b")});
+  tesseraBase session;
+  RawMagic holder(session, spool_.queue(), "magicdb");
+  const MagicRecord record = Magic("c");
+  const MagicRecord other = Magic("d");
+  MagicRecordBuffer out{};
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(InsMagicRecord(&record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(UpdateMagicRecord(&record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(UpdateMagicRecord(&other), 17); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindMagicRecord(&out.record, "a"), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindMagicRecord(&out.record, "d"), 17); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(DelMagicRecord("c"), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(DelMagicRecord("d"), 17); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(GetFirstMagicRecord(&out.record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(GetNextMagicRecord(&out.record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(GetNextMagicRecord(&out.record), 17); });
+}
+
 TEST_F(FileTypes, MayBeStartedTwice) {
   StartMagic({Magic("a")});
   libmagic_init();

@@ -63,6 +63,25 @@ TEST_F(PeerGetters, PassOverNegativeNumbers) {
   EXPECT_EQ(GetPeerQueueRunInterval("example.org"), INT_MAX);
 }
 
+TEST_F(PeerGetters, PassOver0AndLessInEveryNumber) {
+  const std::vector<std::int32_t> none(12, 0);
+  const std::vector<std::int32_t> less(12, -1);
+  Start({Peer("mx.example.org", none), Peer("example.org", less),
+         Peer("org", {9, 9, 9, 9, 9, 64, 65, 9, 30, 31, 32, 33}), Peer("default", less)});
+  EXPECT_EQ(GetMaxInBoundSize("mx.example.org"), 64);
+  EXPECT_EQ(GetMaxOutBoundSize("mx.example.org"), 65);
+  EXPECT_EQ(GetPeerQueueRunInterval("mx.example.org"), 30);
+  EXPECT_EQ(GetPeerRetryPeriod("mx.example.org"), 31);
+  EXPECT_EQ(GetPeerMaxSMTPSessions("mx.example.org"), 32);
+  EXPECT_EQ(GetPeerMaxMesgPerSession("mx.example.org"), 33);
+  EXPECT_EQ(GetMaxInBoundSize("net"), 0);
+  EXPECT_EQ(GetMaxOutBoundSize("net"), 0);
+  EXPECT_EQ(GetPeerQueueRunInterval("net"), 15);
+  EXPECT_EQ(GetPeerRetryPeriod("net"), 72);
+  EXPECT_EQ(GetPeerMaxSMTPSessions("net"), 5);
+  EXPECT_EQ(GetPeerMaxMesgPerSession("net"), 6);
+}
+
 TEST_F(PeerGetters, NeverGiveOneDomainNoLimitWhereDefaultHasOne) {
   Start({Peer("example.org", {1, 1, 1, 1, 0, 0, 0}), Peer("default", {1, 1, 1, 1, 0, 100, 200})});
   EXPECT_EQ(GetMaxInBoundSize("example.org"), 100);
@@ -193,6 +212,23 @@ TEST_F(PeerGetters, WaitForTheLock) {
   });
   EXPECT_EQ(GetPeerQueueRunInterval("example.org"), 60);
   other.join();
+}
+
+TEST_F(PeerGetters, AllTakeTurns) {
+  Start({Peer("org", {1, 0, 1, 1, 0, 64, 65, 1, 30, 31, 32, 33})});
+  tesseraBase session;
+  RawPeers holder(session, spool_.queue(), "peerdb");
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetAcceptMailValue("org"), 0); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetPeerMesageQueuedBeforeAttempt("org"), 1); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetPeerQueueRunInterval("org"), 30); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetPeerRetryPeriod("org"), 31); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetPeerMaxSMTPSessions("org"), 32); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetPeerMaxMesgPerSession("org"), 33); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetMaxInBoundSize("org"), 64); });
+  ExpectToTakeTurns(holder, [] { EXPECT_EQ(GetMaxOutBoundSize("org"), 65); });
+  PeerDomainInfo info{};
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(GetPeerDomainInfo("org", &info), 0); });
+  EXPECT_EQ(info.maxInBoundSize, 64);
 }
 
 TEST_F(PeerGetters, LeaveNoLockBehind) {

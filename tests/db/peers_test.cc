@@ -165,6 +165,27 @@ TEST_F(Peers, AreWalkedBesideAHolderOfTheLock) {
   EXPECT_EQ(ClosePeerFile(), 0);
 }
 
+TEST_F(Peers, AreChangedAndFoundUnderTheLockWhateverTheResult) {
+  StartPeers();
+  tesseraBase session;
+  RawPeers holder(session, spool_.queue(), "peerdb");
+  const PeerRecord record = Peer("a");
+  const PeerRecord other = Peer("b");
+  PeerRecord out{};
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(OpenPeerFile(), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(OpenPeerFile(), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(InsPeerRecord(&record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(InsPeerRecord(&record), 5); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(UpdatePeerRecord(&record), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(UpdatePeerRecord(&other), 4); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindPeerRecord(&out, "a"), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindPeerRecord(&out, "b"), 4); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindPeerRecordV2(&out, "a"), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(FindPeerRecordV2(&out, "b"), 4); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(DelPeerRecord("a"), 0); });
+  ExpectToTakeTurns(holder, [&] { EXPECT_EQ(DelPeerRecord("a"), 4); });
+}
+
 TEST_F(Peers, HaveNamesOf127Characters) {
   const std::string longest(127, 'n');
   StartPeers({Peer(longest, kNumbers)});
@@ -226,9 +247,14 @@ TEST_F(Peers, AnEmptyRelationGetsExactlyOneRecord) {
   EXPECT_EQ(AllDomains(), Names{"default"});
   tesseraBase session;
   RawPeers raw(session, spool_.queue(), "peerdb");
-  const std::int32_t wanted[] = {1, 1, 1, 1, 0, 0, 0, 0, 15, 72, 5, 6};
-  const std::string record = raw.All()[0];
-  for (std::size_t i = 0; i < 12; ++i) EXPECT_EQ(NumberAt(record, 4 + i * 4), wanted[i]) << i;
+  RawPeers wanted(session, spool_.queue(), "peerdb");
+  std::size_t at = 4;
+  for (const std::int32_t value : {1, 1, 1, 1, 0, 0, 0, 0, 15, 72, 5, 6}) {
+    wanted.Number(at, value);
+    at += 4;
+  }
+  wanted.Put(52, "default");
+  EXPECT_EQ(raw.All(), Names{std::string(wanted.bytes, 180)});
 }
 
 TEST_F(Peers, ARelationWithAnyRecordIsLeftAsItIs) {

@@ -184,6 +184,19 @@ TEST_F(Seeding, PutsAsideALogWithoutItsDatabase) {
   EXPECT_EQ(TempSpool::Read(Queue("corrupt/peerdb.db-wal")), "what was committed");
 }
 
+// Its records may still stand in its log alone.
+TEST_F(Seeding, TakesWhatTheSeedsWriterHasNotClosed) {
+  fs::remove_all(spool_.path("srcdb"));
+  fs::create_directory(spool_.path("srcdb"));
+  ASSERT_EQ(tesRel::create(spool_.path("srcdb").c_str(), "peerdb", 180, 52, 128, false), 0);
+  tesseraBase session;
+  RawPeers writer(session, spool_.path("srcdb"), "peerdb");
+  writer.Put(52, "example.org");
+  ASSERT_EQ(writer.add(), 0);
+  EXPECT_NE(libpeer_init(), 0);
+  EXPECT_EQ(AllDomains(), Names{"example.org"});
+}
+
 TEST_F(Seeding, GivesTheDatabaseToItsOwnerAlone) {
   chmod(Seed("magicdb.db").c_str(), 0644);
   libmagic_init();

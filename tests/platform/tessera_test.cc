@@ -365,6 +365,18 @@ TEST_F(Tessera, OperationsBeforeAttachGive3) {
   EXPECT_EQ(EveryOperation(people), std::vector<dbError>(11, kNotOpenNow));
 }
 
+TEST_F(Tessera, AttachingMayComeLateButNotBehindAFailure) {
+  Make();
+  Unattached late(session_, Directory().c_str(), "people");
+  EXPECT_EQ(late.attach(-1), kDone);
+  EXPECT_EQ(late.status(), kDone);
+  EXPECT_EQ(late.add(), kDone);
+  Unattached failed(session_, Directory().c_str(), "people");
+  EXPECT_EQ(failed.begin(0), kNotOpenNow);
+  EXPECT_EQ(failed.attach(-1), kNotOpenNow);
+  EXPECT_EQ(failed.status(), kNotOpenNow);
+}
+
 TEST_F(Tessera, OperationsOnARelationThatIsNotThereGive3) {
   People people(session_, Directory());
   EXPECT_EQ(people.status(), kNotOpenNow);
@@ -375,6 +387,10 @@ TEST_F(Tessera, OperationsOnARelationThatIsNotThereGive3) {
 TEST_F(Tessera, AnotherRecordSizeIsRefusedAtAttaching) {
   ASSERT_EQ(tesRel::create(Directory().c_str(), "people", 63, 0, 16, true), kDone);
   const std::string before = TempSpool::Read(Data());
+  Unattached unattached(session_, Directory().c_str(), "people");
+  EXPECT_EQ(unattached.status(), kDone) << "the files are all right";
+  EXPECT_EQ(unattached.attach(-1), kRefused);
+  EXPECT_EQ(unattached.attach(-1), kRefused);
   People people(session_, Directory());
   EXPECT_EQ(people.status(), kRefused);
   EXPECT_EQ(people.Add("alice"), kNotOpenNow);
