@@ -153,6 +153,32 @@ TEST_F(DatabaseFaults, OfStartUpAreToldAndTheNextStartFindsAll) {
       });
 }
 
+// 0 where it left no relation at all, for which maintenance then gives -1; 101 of a relation; 1
+// where the configuration could not be read and a seed was looked for.
+TEST_F(DatabaseFaults, OfMemoryAtThePeersStartUpLoseNoRecord) {
+  InstallSeeds();
+  StartPeers({Peer("example.org", {7})});
+  std::int32_t started = 0;
+  FailEachAllocation(
+      [&] {
+        SuspendFailing(true);
+        libpeer_fini();
+        SuspendFailing(false);
+        started = libpeer_init();
+      },
+      [&](bool triggered) {
+        EXPECT_TRUE(started == 0 || (triggered && (started == 101 || started == 1))) << started;
+        PeerRecord out{};
+        const std::int32_t found = FindPeerRecord(&out, "example.org");
+        if (started == 0) {
+          EXPECT_EQ(found, triggered ? -1 : 0);
+          EXPECT_EQ(OpenPeerFile(), 0);
+        }
+        EXPECT_EQ(libpeer_init(), 0);
+        EXPECT_EQ(AllDomains(), std::vector<std::string>{"example.org"});
+      });
+}
+
 TEST_F(DatabaseFaults, OfTheFirstDefaultRecordLeaveOneOrNone) {
   const auto start_empty = [&] {
     libpeer_fini();
