@@ -19,8 +19,8 @@ QOB_C_BEGIN
  * Result  0 once the message was built and handed to MimeSendMessage, even if that failed: what it could not queue it has
  *         logged. -1 before, with nothing left behind; logged at level 1: "GenerateMimeMessage failed: out of memory.",
  *         "... filecreate failed.", "... putline failed.", "... MimeBuildMessage failed." (also for no part at all, and for an
- *         attachment that cannot be read) or "... MimeBuildMultipartMessage failed.". At level 6 "file is ASCII" or
- *         "IsFileAscii: file contains binary data - using base64" for each attachment.
+ *         attachment that cannot be read or is a pipe or a device) or "... MimeBuildMultipartMessage failed.". At level 6
+ *         "file is ASCII" or "IsFileAscii: file contains binary data - using base64" for each attachment.
  * Thread  any.
  * Source  RFC 2046 section 5.1.3. */
 QOBAPI int32_t GenerateMimeMessage(const char* from, const char* channel, const ms* to, const char* subject, void* passThrough,
@@ -32,8 +32,8 @@ QOBAPI int32_t GenerateMimeMessage(const char* from, const char* channel, const 
  *         "<GatewayHostName>.<GatewayDomain>" (defaults "twgate", "domain.invalid"), whatever the profile mode.
  * Units   none.
  * Owner   logFile stays in place.
- * Result  0 committed; nonzero when no queue entry could be made (1, "CreateMQEntry failed."), the file cannot be read, or the
- *         entry cannot be written or committed: then it is discarded.
+ * Result  0 committed; nonzero when no queue entry could be made (1, "CreateMQEntry failed."), the file cannot be read or is
+ *         a pipe or a device, or the entry cannot be written or committed: then it is discarded.
  * Thread  any.
  * Source  RFC 822. */
 QOBAPI int32_t SendOldLogfile(const char* logFile);

@@ -8,6 +8,7 @@
 #include "charset/word_encoder.h"
 #include "frame/report.h"
 #include "platform/os/file.h"
+#include "platform/os/file_status.h"
 #include "platform/os/path.h"
 #include "platform/spool/message_record.h"
 
@@ -44,34 +45,46 @@ Kind BinaryKind(std::string_view name) {
   return {"application", "x-unknown", "base64"};
 }
 
-}  // namespace
+enum class Bytes {
+  kText,
+  kBinary,
+  kNoFile  // a pipe gives its bytes once, and a device may have no end: neither is read
+};
 
-std::int32_t IsFileAscii(const char* path) {
+Bytes BytesOf(const char* path) {
   os::OpenMode mode;
   mode.sequential = true;
   const os::Result<os::Handle> opened = os::OpenFile(path, mode);
   if (!opened) {
     Report(kFailure, "IsFileAscii: failed to open file %.256s, error #%d", path, opened.error);
-    return 1;
+    return Bytes::kText;
   }
   const os::FileHandle file(opened.value);
+  const os::Result<os::FileStatus> status = os::StatusOfOpenFile(file.get());
+  if (status && status.value.kind != os::FileKind::kFile) return Bytes::kNoFile;
   for (std::array<char, kBlock> block;;) {
     const os::Result<std::size_t> got = os::ReadFile(file.get(), block.data(), block.size());
-    if (!got) return 0;
+    if (!got) return Bytes::kBinary;
     if (HasEightBit({block.data(), got.value})) {
       Report(kDetail, "IsFileAscii: file contains binary data - using base64");
-      return 0;
+      return Bytes::kBinary;
     }
     if (got.value < block.size()) break;
   }
   Report(kDetail, "file is ASCII");
-  return 1;
+  return Bytes::kText;
 }
+
+}  // namespace
+
+std::int32_t IsFileAscii(const char* path) { return BytesOf(path) == Bytes::kText ? 1 : 0; }
 
 BuiltFile AttachmentPart(const char* path) {
   const std::string_view name = os::FileNamePart(path);
   const std::string parameter = "name=\"" + std::string(name) + '"';
-  const Kind kind = IsFileAscii(path) != 0 ? Kind{"text", "basic", "7bit"} : BinaryKind(name);
+  const Bytes bytes = BytesOf(path);
+  if (bytes == Bytes::kNoFile) return nullptr;
+  const Kind kind = bytes == Bytes::kText ? Kind{"text", "basic", "7bit"} : BinaryKind(name);
   return BuildPart(kind.type.c_str(), kind.subtype.c_str(), kind.encoding.c_str(), path,
                    OneText(parameter.c_str()).chain());
 }

@@ -60,7 +60,7 @@ bool WriteMessage(MQContext* entry, const char* log_file, const Gateway& local,
                   const std::string& sender) {
   LineReader log;
   const char* const path = GetMQPathName(entry, "");
-  if (path == nullptr || !log.Open(log_file)) return false;
+  if (path == nullptr || !log.Open(log_file) || log.IsNoFile()) return false;
   const std::string base = path;
   FileWriter message;
   return message.Create((base + ".msg").c_str(), true) &&
@@ -70,7 +70,7 @@ bool WriteMessage(MQContext* entry, const char* log_file, const Gateway& local,
 
 bool PutEnvelope(MQContext* entry, const Gateway& local, const std::string& sender) {
   SubmissionEnvelope envelope;
-  envelope.SetSender({sender, {}, 0, 0, {}, kChannel});
+  envelope.SetSender({sender, {}, 0, 0, {}, {}});
   envelope.AddRecipient({local.Postmaster(), {}, 0, {}, {}});
   return InsertMQChannel(entry, kChannel, kPriority) != 0 &&
          PutMQEnvelope(entry, envelope.get()) != 0;

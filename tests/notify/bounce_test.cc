@@ -390,6 +390,24 @@ TEST_F(Bounce, TheHeaderFormLeavesTheEnvelopeLinesOut) {
   EXPECT_EQ(ReturnedHeader(), "Subject: s\r\n#Fno\r\n");
 }
 
+TEST_F(Bounce, AnEnvelopeLineIsLeftOutToItsEnd) {
+  // Its pieces of 1024 bytes begin with what would be a line of its own.
+  const std::string line = "#F" + std::string(1022, 'x') + "Subject: no" + std::string(70'000, 'y');
+  EXPECT_EQ(Header(Message("000000AA", "ann@a.example", line + "\r\nSubject: s\r\n\r\nb")), 0);
+  EXPECT_EQ(ReturnedHeader(), "Subject: s\r\n");
+}
+
+TEST_F(Bounce, AMessageOfEnvelopeLinesAloneHasNoHeader) {
+  EXPECT_EQ(Header(Message("000000AA", "ann@a.example", "#Fa\r\n#Rb")), 0);
+  EXPECT_EQ(ReturnedHeader(), "");
+}
+
+TEST_F(Bounce, OtherLinesThatBeginWithANumberSignStay) {
+  const std::string header = "#X: a\r\n#Fb\r\n";
+  EXPECT_EQ(Header(Message("000000AA", "ann@a.example", header + "\r\nb")), 0);
+  EXPECT_EQ(ReturnedHeader(), header);
+}
+
 TEST_F(Bounce, EightBitBytesAreReturnedAsTheyAre) {
   const std::string message = std::string("Subject: \xFC\r\n\r\n") + std::string("a\0\xFF", 3);
   EXPECT_EQ(ToSender(Message("000000AA", "ann@a.example", message)), 0);
@@ -481,6 +499,35 @@ TEST_F(Bounce, WithoutQueueFileNothingIsSentAndTheReasonsAreFreed) {
   EXPECT_EQ(BounceMimeMessageHeader(nullptr, NewChain({"r"}), nullptr, &db_), -1);
   EXPECT_EQ(BounceMimeMessageToPostmaster(nullptr, nullptr, nullptr, &db_), -1);
   EXPECT_EQ(On().size(), 0u);
+}
+
+TEST_F(Bounce, AnEmptyQueuePathNamesNoMessage) {
+  EXPECT_EQ(ToSender(""), -1);
+  EXPECT_EQ(log_.texts(1).back(), "BounceMimeMessage failed: MimeBuildMessage failed.");
+  EXPECT_EQ(Header(""), -1);
+  EXPECT_EQ(log_.texts(1).back(), "BounceMimeMessage failed: fileopen failed.");
+  EXPECT_EQ(ToPostmaster(""), -1);
+  EXPECT_EQ(On().size(), 0u);
+  EXPECT_EQ(spool_.TempFiles(), Texts{});
+}
+
+TEST_F(Bounce, WhatIsHandedOnToSubmissionIsNotLookedAt) {
+  const std::string path = Message("000000AA", "ann@a.example", kOriginal);
+  void* const nowhere = reinterpret_cast<void*>(8);
+  EXPECT_EQ(BounceMimeMessage(path.c_str(), nullptr, nullptr, nowhere, &db_), 0);
+  EXPECT_EQ(BounceMimeMessageHeader(path.c_str(), nullptr, nowhere, &db_), 0);
+  EXPECT_EQ(BounceMimeMessageToPostmaster(path.c_str(), nullptr, nowhere, &db_), 0);
+  EXPECT_EQ(On().size(), 3u);
+}
+
+TEST_F(Bounce, ThePostmastersBounceLeavesTheReasonsToTheCaller) {
+  const std::string path = Message("000000AA", "ann@a.example", kOriginal);
+  const Chain reasons({"one", "two"});
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(BounceMimeMessageToPostmaster(path.c_str(), reasons, nullptr, nullptr), 0);
+    EXPECT_NE(On().back().file.find("reason(s):\r\n\r\none\r\ntwo\r\n\r\nThe"), std::string::npos);
+  }
+  EXPECT_EQ(log_.lines(), std::vector<LogLine>{});
 }
 
 TEST_F(Bounce, AMissingMessageFileIsNamedByEachForm) {

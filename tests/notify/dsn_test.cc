@@ -225,6 +225,15 @@ TEST_F(Dsn, NoTextIsAnEmptyPart) {
   EXPECT_NE(Only().file.find(People("") + HeaderOnly(kHeader)), std::string::npos);
 }
 
+TEST_F(Dsn, ALineWithoutTextIsNothing) {
+  const DsnEnvFrom sender = From("ann@a.example");
+  char text[] = "two\r\n";
+  ms second{text, nullptr};
+  const ms lines{nullptr, &second};
+  EXPECT_EQ(GenerateDSNMessage(path_.c_str(), &sender, "report", &lines, nullptr), 0);
+  EXPECT_NE(Only().file.find(People("two\r\n") + HeaderOnly(kHeader)), std::string::npos);
+}
+
 TEST_F(Dsn, NoSubjectIsNoField) {
   const DsnEnvFrom sender = From("ann@a.example");
   EXPECT_EQ(Send(&sender, nullptr, {}, nullptr), 0);
@@ -279,6 +288,55 @@ TEST_F(Dsn, TheRemoteNameIsCutTo256Bytes) {
   EXPECT_EQ(Send(&sender, fields.list()), 0);
   EXPECT_EQ(StatusText(), kMessageFields + "Remote-MTA: DNS; " + std::string(256, 'm') +
                               "\r\nDiagnostic-code: smtp;" + text + "\r\n\r\n");
+}
+
+TEST_F(Dsn, WithoutNamesTheDotRemains) {
+  SetIni("", "", "");
+  const DsnEnvFrom sender = From("<>");
+  Fields fields;
+  EXPECT_EQ(Send(&sender, fields.Action("failed").list()), 0);
+  EXPECT_TRUE(StatusText().starts_with("Reporting-MTA: DNS; .\r\nArrival-Date: "));
+  EXPECT_TRUE(Only().built().starts_with("From: postmaster@.\r\nTo: <>\r\n")) << Only().built();
+}
+
+TEST_F(Dsn, TheGatewaysNamesAreReadToTheirHundredAndTwentySeventhByte) {
+  const std::string name = std::string(127, 'h') + "." + std::string(127, 'd');
+  SetIni("", "",
+         "[Connection]\nGatewayHostName=" + std::string(140, 'h') +
+             "\nGatewayDomain=" + std::string(140, 'd') + "\n");
+  const DsnEnvFrom sender = From("ann@a.example");
+  Fields fields;
+  EXPECT_EQ(Send(&sender, fields.Action("failed").list()), 0);
+  EXPECT_TRUE(StatusText().starts_with("Reporting-MTA: DNS; " + name + "\r\n"));
+  EXPECT_TRUE(Only().built().starts_with("From: postmaster@" + name + "\r\n"));
+}
+
+TEST_F(Dsn, TheArrivalIsAlwaysWritten) {
+  DsnEnvFrom sender = From("ann@a.example");
+  sender.arrivalTime = 0;
+  Fields fields;
+  EXPECT_EQ(Send(&sender, fields.Action("relayed").list()), 0);
+  EXPECT_EQ(StatusText(),
+            "Reporting-MTA: DNS; gw.gate.example\r\n"
+            "Arrival-Date: Thu, 1 Jan 1970 00:00:00 +0000\r\n\r\nAction: relayed\r\n\r\n");
+}
+
+TEST_F(Dsn, TheFieldsOfARecordStandInTheirOrderAndRecordsInTheirs) {
+  const DsnEnvFrom sender = From("ann@a.example");
+  Fields fields;
+  for (const char* name : {"c", "a", "b"}) {
+    fields.Add(
+        {Text("o"), Text(name), Text("delivered"), Text("2.0.0"), Text("m"), Text("d"), 0, 1});
+  }
+  EXPECT_EQ(Send(&sender, fields.list()), 0);
+  std::string expected = kMessageFields;
+  for (const char* name : {"c", "a", "b"}) {
+    expected += "Original-Recipient: o\r\nFinal-Recipient: rfc822;" + std::string(name) +
+                "\r\nAction: delivered\r\nStatus: 2.0.0\r\nRemote-MTA: DNS; m\r\n"
+                "Diagnostic-code: smtp;d\r\n"
+                "Will-retry-until: Thu, 1 Jan 1970 00:00:01 +0000\r\n\r\n";
+  }
+  EXPECT_EQ(StatusText(), expected);
 }
 
 TEST_F(Dsn, NoEnvelopeIdIsNoField) {
@@ -351,6 +409,24 @@ TEST_F(Dsn, TheReturnedHeaderHasNoEnvelopeLines) {
                    "#Fann@a.example\r\n#rbob@b.example\r\n#d\r\nSubject: s\r\n#F\r\n\r\nbody");
   EXPECT_EQ(Send(&sender, nullptr), 0);
   EXPECT_NE(Only().file.find(HeaderOnly("Subject: s\r\n#F\r\n")), std::string::npos);
+}
+
+TEST_F(Dsn, AnEnvelopeLineIsLeftOutToItsEnd) {
+  const DsnEnvFrom sender = From("ann@a.example");
+  TempSpool::Write(Native(path_) + ".msg", "#R" + std::string(1022, 'x') + "Subject: no" +
+                                               std::string(70'000, 'y') +
+                                               "\r\nSubject: s\r\n\r\nbody");
+  EXPECT_EQ(Send(&sender, nullptr), 0);
+  EXPECT_NE(Only().file.find(HeaderOnly("Subject: s\r\n")), std::string::npos);
+}
+
+TEST_F(Dsn, TheReturnedHeaderEndsAtTheFirstEmptyLineOfCrLf) {
+  const DsnEnvFrom sender = From("ann@a.example");
+  // The first CR LF behind X is the end of a line of more than 1024 bytes.
+  const std::string header = "A: b\n\nX: " + std::string(1021, 'x') + "\r\nC: d\r\n";
+  TempSpool::Write(Native(path_) + ".msg", header + "\r\nbody\r\n\r\nmore");
+  EXPECT_EQ(Send(&sender, nullptr), 0);
+  EXPECT_NE(Only().file.find(HeaderOnly(header)), std::string::npos);
 }
 
 TEST_F(Dsn, AnEmptyMessageHasAnEmptyHeader) {
@@ -455,6 +531,23 @@ INSTANTIATE_TEST_SUITE_P(
                       // Four bytes hold three and the end: a longer word that begins so counts.
                       ToCase{"BounceToPostmaster=YESTERDAY\n", kAnn, "failed", {kAnn, kPostmaster}},
                       ToCase{"BounceToPostmaster=YE\n", kAnn, "failed", {kAnn}}));
+
+TEST_F(Dsn, WithoutSenderThePostmasterGetsItOnce) {
+  SetIni("BounceToPostmaster=YES\n");
+  Fields fields;
+  EXPECT_EQ(Send(nullptr, fields.Action("failed").list()), 0);
+  EXPECT_EQ(Only().recipients, Texts{kPostmaster});
+  EXPECT_FALSE(ReturnsTheWhole());
+}
+
+TEST_F(Dsn, ToThePostmasterGoesToHimOnce) {
+  SetIni("BounceToPostmaster=YES\n");
+  Fields fields;
+  EXPECT_EQ(GenerateDSNMessageToPostmaster(path_.c_str(), "report", nullptr,
+                                           fields.Action("failed").list()),
+            0);
+  EXPECT_EQ(Only().recipients, Texts{kPostmaster});
+}
 
 TEST_F(Dsn, TheEmptySenderStandsInTo) {
   const DsnEnvFrom sender = From("<>");
@@ -561,6 +654,14 @@ TEST_F(Dsn, WithoutQueueFileNothingIsSent) {
   EXPECT_EQ(GenerateDSNMessage(nullptr, nullptr, "s", nullptr, nullptr), -1);
   EXPECT_EQ(GenerateDSNMessageToPostmaster(nullptr, "s", nullptr, nullptr), -1);
   EXPECT_EQ(On().size(), 0u);
+}
+
+TEST_F(Dsn, AnEmptyQueuePathNamesNoMessage) {
+  const DsnEnvFrom sender = From("ann@a.example");
+  EXPECT_EQ(GenerateDSNMessage("", &sender, "s", nullptr, nullptr), -1);
+  EXPECT_EQ(GenerateDSNMessageToPostmaster("", "s", nullptr, nullptr), -1);
+  EXPECT_EQ(On().size(), 0u);
+  EXPECT_EQ(spool_.TempFiles(), Texts{});
 }
 
 TEST_F(Dsn, AQueueThatTakesNothingFailsTheCall) {

@@ -1,6 +1,9 @@
 // Mail of the system's own making: texts with files, and the log for the postmaster.
+#include <sys/stat.h>
+
 #include <qobplatform/tessera.h>
 
+#include "frame/config.h"
 #include "notify/attachment.h"
 #include "notify_support.h"
 #include "support/faults.h"
@@ -235,6 +238,75 @@ TEST_F(Generate, AnAttachmentThatCannotBeOpenedFailsTheCall) {
   EXPECT_EQ(spool_.TempFiles(), Texts{});
 }
 
+TEST_F(Generate, APipeOrADeviceIsNoAttachment) {
+  const std::string pipe = spool_.path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& path : {pipe, std::string("/dev/zero"), std::string("/dev/null")}) {
+    log_.Clear();
+    EXPECT_EQ(notify::IsFileAscii(path.c_str()), 0) << path;
+    EXPECT_EQ(Send({"t"}, {path}), -1) << path;
+    EXPECT_EQ(log_.texts(1), Texts{"GenerateMimeMessage failed: MimeBuildMessage failed."});
+  }
+  EXPECT_EQ(On("SMTP").size(), 0u);
+  EXPECT_EQ(spool_.TempFiles(), Texts{});
+}
+
+TEST_F(Generate, ALinkToAFileIsThatFile) {
+  const std::string link = spool_.path("link.txt");
+  std::filesystem::create_symlink(spool_.File("n.txt", "x"), link);
+  EXPECT_EQ(Send(nullptr, {link}), 0);
+  EXPECT_EQ(OnlyOne().built(), Head() + Part("text/basic", "7bit", "link.txt", "x") + End());
+}
+
+// ---- what is not given ----
+
+TEST_F(Generate, ALineWithoutTextIsEmptyAndAnAttachmentWithoutPathIsNone) {
+  char address[] = "b@b.example";
+  char second[] = "two";
+  std::string path = spool_.File("n", "x");
+  ms one_more{second, nullptr};
+  const ms lines{nullptr, &one_more};
+  ms file{path.data(), nullptr};
+  const ms files{nullptr, &file};
+  ms known{address, nullptr};
+  const ms to{nullptr, &known};
+  EXPECT_EQ(GenerateMimeMessage("me@gw.gate.example", "SMTP", &to, "subject", nullptr, &lines,
+                                &files, nullptr),
+            0);
+  const Queued sent = OnlyOne();
+  EXPECT_NE(sent.built().find(Part("text/plain", "7bit", "", "\r\ntwo\r\n") +
+                              Part("text/basic", "7bit", "n", "x") + End()),
+            std::string::npos);
+  EXPECT_EQ(sent.recipients, Texts{"b@b.example"});
+}
+
+TEST_F(Generate, AnAttachmentWithoutPathAloneIsNoPart) {
+  const ms files{nullptr, nullptr};
+  EXPECT_EQ(GenerateMimeMessage("me", "SMTP", nullptr, "s", nullptr, nullptr, &files, nullptr), -1);
+  EXPECT_EQ(log_.texts(1), Texts{"GenerateMimeMessage failed: MimeBuildMessage failed."});
+}
+
+TEST_F(Generate, WithoutChannelTheSubmissionFails) {
+  const Chain to({"b@b.example"});
+  const Chain text({"t"});
+  for (const char* channel : {static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(GenerateMimeMessage("me", channel, to, "s", nullptr, text, nullptr, nullptr), 0);
+  }
+  EXPECT_EQ(QueueFiles(), Texts{});
+  EXPECT_EQ(spool_.TempFiles(), Texts{});
+}
+
+TEST_F(Generate, WithoutSenderAndSubjectTheirFieldsAreMissing) {
+  const Chain to({"b@b.example"});
+  const Chain text({"t"});
+  EXPECT_EQ(GenerateMimeMessage(nullptr, "SMTP", to, nullptr, nullptr, text, nullptr, nullptr), 0);
+  EXPECT_EQ(spool_.TempFiles(), Texts{});
+  const Queued sent = OnlyOne();
+  EXPECT_EQ(sent.sender, "");
+  EXPECT_EQ(sent.file.find("\r\nFrom: "), std::string::npos);
+  EXPECT_EQ(sent.file.find("\r\nSubject: "), std::string::npos);
+}
+
 // ---- what cannot be done ----
 
 TEST_F(Generate, AFailedSubmissionIsNoFailure) {
@@ -313,6 +385,54 @@ TEST_F(LogFile, ABareSenderGetsTheLocalName) {
   EXPECT_EQ(Only().sender, "daemon@gw.gate.example");
 }
 
+TEST_F(LogFile, AnEmptySenderIsThePostmaster) {
+  SetIni("BounceSender=\n");
+  EXPECT_EQ(SendOldLogfile(spool_.File("old.log", "x").c_str()), 0);
+  EXPECT_EQ(Only().sender, "postmaster@gw.gate.example");
+}
+
+TEST_F(LogFile, ItsEnvelopeHoldsNothingButTheAddresses) {
+  EXPECT_EQ(SendOldLogfile(spool_.File("old.log", "x").c_str()), 0);
+  stEnvelope* envelope = GetMQEnvelope(Only().id);
+  ASSERT_NE(envelope, nullptr);
+  ASSERT_EQ(envelope->senders.count, 1u);
+  const MQEnvFrom& sender = *envelope->senders.head->record;
+  EXPECT_STREQ(sender.address, "postmaster@gw.gate.example");
+  EXPECT_STREQ(sender.envelopeId, "");
+  EXPECT_EQ(sender.ret, 0);
+  EXPECT_EQ(sender.fourth, 0);
+  EXPECT_STREQ(sender.fifthText, "");
+  EXPECT_STREQ(sender.channel, "");
+  ASSERT_EQ(envelope->recipients.count, 1u);
+  const MQEnvRecip& recipient = *envelope->recipients.head->record;
+  EXPECT_STREQ(recipient.address, "postmaster@gw.gate.example");
+  EXPECT_STREQ(recipient.originalRecipient, "");
+  EXPECT_EQ(recipient.notifyFlags, 0);
+  EXPECT_STREQ(recipient.fourthText, "");
+  EXPECT_STREQ(recipient.fifthText, "");
+  FreeMQEnvelope(envelope);
+}
+
+TEST_F(LogFile, TheLocalNamesAreReadToTheirTwoHundredAndFiftyFifthByte) {
+  SetIni("", "",
+         "[Connection]\nGatewayHostName=" + std::string(300, 'h') +
+             "\nGatewayDomain=" + std::string(300, 'd') + "\n");
+  const std::string path = spool_.File("old.log", "x");
+  EXPECT_EQ(SendOldLogfile(path.c_str()), 0);
+  const std::string local = std::string(255, 'h') + "." + std::string(255, 'd');
+  const Queued sent = Only();
+  EXPECT_EQ(sent.file, Expected(sent, path, "x", local, "postmaster@" + local));
+}
+
+TEST_F(LogFile, TheLocalNamesAreReadInEveryProfileMode) {
+  const std::string path = spool_.File("old.log", "x");
+  SetProfileMode(7);
+  EXPECT_EQ(SendOldLogfile(path.c_str()), 0);
+  SetProfileMode(kProfileIni);
+  const Queued sent = Only();
+  EXPECT_EQ(sent.file, Expected(sent, path, "x"));
+}
+
 TEST_F(LogFile, LeavesNothingInTheTemporaryDirectory) {
   const std::string path = spool_.File("old.log", "x");
   EXPECT_EQ(SendOldLogfile(path.c_str()), 0);
@@ -331,6 +451,15 @@ TEST_F(LogFile, OneThatCannotBeReadLeavesNothing) {
   EXPECT_NE(SendOldLogfile(spool_.root().c_str()), 0);
   EXPECT_NE(SendOldLogfile(""), 0);
   EXPECT_NE(SendOldLogfile(nullptr), 0);
+  EXPECT_EQ(On().size(), 0u);
+  EXPECT_EQ(QueueFiles(), Texts{});
+}
+
+TEST_F(LogFile, APipeOrADeviceIsNoLog) {
+  const std::string pipe = spool_.path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_NE(SendOldLogfile(pipe.c_str()), 0);
+  EXPECT_NE(SendOldLogfile("/dev/zero"), 0);
   EXPECT_EQ(On().size(), 0u);
   EXPECT_EQ(QueueFiles(), Texts{});
 }
