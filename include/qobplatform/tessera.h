@@ -19,8 +19,8 @@
  * Results of all operations: 0 done; 2 the disk failed; 3 no such relation, or the object is not attached or came over a fork;
  * 4 no match; 5 a duplicate where none is allowed; 6 no such index; 8 no record or no pass to act on; 17 no (further) record;
  * 18 the disk is full; 22 the file has no bytes at all; 30 a foreign or damaged file, or a record of another size; 46 no
- * permission; 80 the record was changed or deleted by somebody else since it was loaded; 84 others held the file for too long;
- * 101 no memory. A failed operation has changed nothing and has left the buffer alone. */
+ * permission; 80 the record was changed or deleted by somebody else since it was loaded; 84 others held the file for too
+ * long; 87 too many files are open; 101 no memory. A failed operation has changed nothing and has left the buffer alone. */
 #ifndef TESSERA_H
 #define TESSERA_H
 #ifdef __cplusplus
