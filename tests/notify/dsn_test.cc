@@ -1,5 +1,4 @@
 // Status notifications, byte for byte: each part, each field, each recipient.
-#include "notify/dsn_sender.h"
 #include "notify_support.h"
 
 namespace qob::testing {
@@ -8,28 +7,6 @@ namespace {
 constexpr char kOriginal[] = "From: ann@a.example\r\nSubject: hello\r\n\r\nBody line\r\n#Fkept\r\n";
 // Sun, 15 Nov 2026 09:00:00 UTC
 constexpr std::int32_t kArrival = 1'794'733'200;
-
-// A list of field records on the heap of a test.
-class Fields {
- public:
-  Fields& Add(const PerRecipField& field) {
-    fields_.push_back(std::make_unique<PerRecipField>(field));
-    nodes_.push_back(std::make_unique<PerRecipFieldNode>());
-    nodes_.back()->field = fields_.back().get();
-    if (nodes_.size() > 1) nodes_[nodes_.size() - 2]->next = nodes_.back().get();
-    return *this;
-  }
-  Fields& Action(const char* action) {
-    PerRecipField field{};
-    field.action = const_cast<char*>(action);
-    return Add(field);
-  }
-  const PerRecipFieldNode* list() const { return nodes_.empty() ? nullptr : nodes_[0].get(); }
-
- private:
-  std::vector<std::unique_ptr<PerRecipField>> fields_;
-  std::vector<std::unique_ptr<PerRecipFieldNode>> nodes_;
-};
 
 char* Text(const char* text) { return const_cast<char*>(text); }
 
@@ -569,83 +546,6 @@ TEST_F(Dsn, ADsnIsNotAnsweredByABounce) {
   EXPECT_EQ(BounceMimeMessage(sent.path.c_str(), nullptr, nullptr, nullptr, &db_), 2);
   EXPECT_EQ(BounceMimeMessageHeader(sent.path.c_str(), nullptr, nullptr, &db_), 2);
   EXPECT_EQ(On().size(), 1u);
-}
-
-// ---- records ----
-
-TEST(PerRecipRecord, HoldsPrivateCopies) {
-  std::string original = "rfc822;a";
-  PerRecipField field;
-  ASSERT_EQ(AssignPerRecipField(&field, original.c_str(), "b", "failed", "5.0.0", "m", "d", 7, 8),
-            0);
-  original[0] = 'X';
-  EXPECT_STREQ(field.originalRecipient, "rfc822;a");
-  EXPECT_STREQ(field.finalRecipient, "b");
-  EXPECT_STREQ(field.action, "failed");
-  EXPECT_STREQ(field.status, "5.0.0");
-  EXPECT_STREQ(field.remoteMta, "m");
-  EXPECT_STREQ(field.diagnosticCode, "d");
-  EXPECT_EQ(field.lastAttempt, 7);
-  EXPECT_EQ(field.willRetryUntil, 8);
-  CleanPerRecipField(&field);
-  EXPECT_EQ(field.originalRecipient, nullptr);
-  EXPECT_EQ(field.finalRecipient, nullptr);
-  EXPECT_EQ(field.action, nullptr);
-  EXPECT_EQ(field.status, nullptr);
-  EXPECT_EQ(field.remoteMta, nullptr);
-  EXPECT_EQ(field.diagnosticCode, nullptr);
-  EXPECT_EQ(field.lastAttempt, -1);
-  EXPECT_EQ(field.willRetryUntil, -1);
-  CleanPerRecipField(&field);
-}
-
-TEST(PerRecipRecord, WhatIsNotGivenIsNotSet) {
-  PerRecipField field;
-  ASSERT_EQ(AssignPerRecipField(&field, nullptr, "", nullptr, nullptr, nullptr, nullptr, -5, 0), 0);
-  EXPECT_EQ(field.originalRecipient, nullptr);
-  EXPECT_STREQ(field.finalRecipient, "");
-  EXPECT_EQ(field.diagnosticCode, nullptr);
-  EXPECT_EQ(field.lastAttempt, -5);
-  EXPECT_EQ(field.willRetryUntil, 0);
-  CleanPerRecipField(&field);
-}
-
-TEST(PerRecipRecord, NullIsRefusedOrIgnored) {
-  EXPECT_EQ(AssignPerRecipField(nullptr, "a", "b", "c", "d", "e", "f", 1, 2), -1);
-  CleanPerRecipField(nullptr);
-}
-
-TEST(PerRecipRecord, WithoutMemoryNothingIsKept) {
-  PerRecipField field{};
-  int failures = 0;
-  FailEachAllocation(
-      [&] {
-        const bool done = AssignPerRecipField(&field, "a", "b", "c", "d", "e", "f", 1, 2) == 0;
-        if (done) {
-          CleanPerRecipField(&field);
-        } else {
-          ++failures;
-        }
-      },
-      [&](bool) {
-        EXPECT_EQ(field.originalRecipient, nullptr);
-        EXPECT_EQ(field.diagnosticCode, nullptr);
-      });
-  EXPECT_EQ(failures, 12);  // six texts, in both modes
-}
-
-// ---- the sender from the queue ----
-
-TEST_F(Dsn, TheQueuesRecordBecomesTheNotificationsSender) {
-  const std::string path = Message("000000AB", "ann@a.example", kOriginal, "ID7", 2);
-  const auto sender = notify::DsnSenderFromQueue(path.c_str(), &db_);
-  ASSERT_TRUE(sender.has_value());
-  EXPECT_STREQ(sender->record().address, "ann@a.example");
-  EXPECT_STREQ(sender->record().envelopeId, "ID7");
-  EXPECT_EQ(sender->record().ret, 2);
-  EXPECT_EQ(sender->record().secondOption, 0);
-  EXPECT_EQ(sender->record().arrivalTime, g_moment);
-  EXPECT_FALSE(notify::DsnSenderFromQueue(Path("000000AC").c_str(), &db_).has_value());
 }
 
 // ---- what cannot be done ----

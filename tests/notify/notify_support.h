@@ -47,6 +47,28 @@ class Chain {
   ms* chain_;
 };
 
+// A list of field records on the heap of a test.
+class Fields {
+ public:
+  Fields& Add(const PerRecipField& field) {
+    fields_.push_back(std::make_unique<PerRecipField>(field));
+    nodes_.push_back(std::make_unique<PerRecipFieldNode>());
+    nodes_.back()->field = fields_.back().get();
+    if (nodes_.size() > 1) nodes_[nodes_.size() - 2]->next = nodes_.back().get();
+    return *this;
+  }
+  Fields& Action(const char* action) {
+    PerRecipField field{};
+    field.action = const_cast<char*>(action);
+    return Add(field);
+  }
+  const PerRecipFieldNode* list() const { return nodes_.empty() ? nullptr : nodes_[0].get(); }
+
+ private:
+  std::vector<std::unique_ptr<PerRecipField>> fields_;
+  std::vector<std::unique_ptr<PerRecipFieldNode>> nodes_;
+};
+
 // What waits on a channel.
 struct Queued {
   std::uint32_t id = 0;
